@@ -1,0 +1,283 @@
+#include "engine/BayesianEngine.h"
+
+#include <cstdio>
+#include <ctime>
+#include <fstream>
+#include <iostream>
+#include <string>
+
+namespace veltra {
+
+namespace {
+
+// "P(%s) = %lf\n": the probability lines of a trained file, which the reader takes up on reload.
+std::string ProbabilityLine(const String& key, double probability)
+{
+    int n = std::snprintf(nullptr, 0, "P(%s) = %lf\n", key.c_str(), probability);
+    std::string line(static_cast<size_t>(n) + 1, '\0');
+    std::snprintf(&line[0], line.size(), "P(%s) = %lf\n", key.c_str(), probability);
+    line.resize(static_cast<size_t>(n));
+    return line;
+}
+
+// The denominator key of a state and test: samples of that state where the test was observed.
+String ObservedKey(const String& stateKey, const String& tag) { return stateKey + "," + tag + "!=" + "-"; }
+
+}  // namespace
+
+int32_t CountNewlines(std::istream& in)
+{
+    int32_t total = 0;
+    char buffer[65536];
+    while (in.read(buffer, sizeof buffer) || in.gcount() > 0) {
+        std::streamsize n = in.gcount();
+        for (std::streamsize i = 0; i < n; ++i)
+            if (buffer[i] == '\n') ++total;
+    }
+    in.clear();
+    in.seekg(0);
+    return total;
+}
+
+void BayesianEngine::InitializeThruFile(String path)
+{
+    std::ifstream in(path.c_str());
+    if (!in.is_open()) VELTRA_RAISE("Cannot open file: ", path);
+    std::string text;
+    String line;
+    // The end test comes before each read, so a final newline yields one more, empty line.
+    while (!in.eof()) {
+        String::ReadLine(in, line);
+        text += line.str();
+        text += '\n';
+    }
+    in.close();
+    m_network.Load(String(text));
+}
+
+void BayesianEngine::Train(String networkFile, String sampleFile, String outputFile, bool counts)
+{
+    std::ifstream network(networkFile.c_str());
+    if (!network.is_open()) VELTRA_RAISE("Cannot open file: ", networkFile);
+    std::ifstream samples(sampleFile.c_str());
+    if (!samples.is_open()) {
+        network.close();
+        VELTRA_RAISE("Cannot open file: ", sampleFile);
+    }
+    std::ofstream out(outputFile.c_str(), std::ios::out | std::ios::trunc);
+    if (!out.is_open()) {
+        network.close();
+        samples.close();
+        VELTRA_RAISE("Cannot open file: ", outputFile);
+    }
+
+    InitializeThruFile(networkFile);
+
+    // The trained file begins with the description the samples are counted against, verbatim;
+    // the text of the read that meets the end is written too.
+    String line;
+    while (!network.eof()) {
+        String::ReadLine(network, line);
+        out << line << "\n";
+    }
+    network.close();
+
+    SeedCountTable();
+    int32_t sampleListCount = 0;
+    ReadSampleFile(samples, counts, sampleListCount);
+    samples.close();
+    OnSamplesRead();
+
+    WriteCountTable(out, sampleListCount);
+    WriteProbabilities(out, counts);
+    out.close();
+
+    InitializeThruFile(outputFile);
+    std::ofstream append(outputFile.c_str(), std::ios::out | std::ios::app);
+    if (!append.is_open()) VELTRA_RAISE("Cannot open file: ", outputFile);
+    WriteFigures(append, false);
+    append << "#\n#\n";
+    WriteFigures(append, true);
+    append.close();
+
+    std::cout << "End of training." << std::endl;
+    std::cout << "Number of sample lists processed: " << sampleListCount << std::endl;
+    std::cout << "Total sample count: " << m_totalSampleCount << std::endl;
+}
+
+void BayesianEngine::SeedCountTable()
+{
+    m_countTable.RemoveAll();
+    AutoPtr<Vector<String>> stateKeys(m_network.GetHypothesisKeys());
+    AutoPtr<Vector<String>> conditionalKeys(NewObject<Vector<String>>());
+    for (int32_t t = 0; t < m_network.GetTestCount(); ++t) m_network.GetTest(t).GetStateKeys(conditionalKeys);
+
+    // This order is the order of the count lines in the trained file.
+    for (int32_t i = 0; i < stateKeys->Size(); ++i) m_countTable.Add((*stateKeys)[i], Long(0));
+    for (int32_t i = 0; i < conditionalKeys->Size(); ++i) m_countTable.Add((*conditionalKeys)[i], Long(0));
+    for (int32_t t = 0; t < m_network.GetTestCount(); ++t)
+        for (int32_t s = 0; s < stateKeys->Size(); ++s)
+            m_countTable.Add(ObservedKey((*stateKeys)[s], m_network.GetTest(t).GetTag()), Long(0));
+    m_totalSampleCount = 0;
+}
+
+void BayesianEngine::ReadSampleFile(std::istream& samples, bool counts, int32_t& sampleListCount)
+{
+    int32_t total = CountNewlines(samples);
+    int32_t lineNumber = 0;
+    String line;
+    while (!samples.eof()) {
+        String::ReadLine(samples, line);
+        String trimmed = line.Trim();
+        if (trimmed.Length() == 0 || trimmed.StartsWith("#")) continue;
+        // Progress rewritten in place: the backspaces erase the previous text.
+        std::cout << "\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b" << "Line: " << ++lineNumber << " / " << total;
+        if (!counts)
+            ProcessSampleLine(trimmed, &sampleListCount);
+        else
+            ReadCountLine(trimmed);
+    }
+    std::cout << std::endl;
+}
+
+void BayesianEngine::AddSample(const String& state, const String& results)
+{
+    int32_t tests = m_network.GetTestCount();
+    if (results.Length() != tests)
+        VELTRA_RAISE("Expected ", tests, " test results but got ", results.Length(), " Results:", results, "\n");
+    String stateKey = StateKey(state);
+    ++m_countTable.Get(stateKey).m_value;
+    for (int32_t t = 0; t < tests; ++t) {
+        char result = results[t];
+        if (result == '-') continue;
+        const BayesTest& test = m_network.GetTest(t);
+        ++m_countTable.Get(test.MakeKey(stateKey, String(result))).m_value;
+        ++m_countTable.Get(ObservedKey(stateKey, test.GetTag())).m_value;
+    }
+    ++m_totalSampleCount;
+}
+
+void BayesianEngine::ReadCountLine(const String& line)
+{
+    // Each single blank separates: "C(key) = N".
+    AutoPtr<Vector<String>> tokens(line.GetTokens(" ", false));
+    if (tokens->Size() != 3 || !(*tokens)[0].StartsWith("C("))
+        VELTRA_RAISE("Wrong format for input line: ", line);
+    String key = (*tokens)[0].AfterFirst("C(").BeforeFirst(")");
+    int32_t count = (*tokens)[2].ToInteger();
+    m_countTable.Get(key).m_value = count;
+}
+
+void BayesianEngine::WriteCountTable(std::ostream& out, int32_t sampleListCount) const
+{
+    std::time_t now = std::time(nullptr);
+    const char* date = std::ctime(&now);
+    out << "\n# Trained by BayesianEngine " << kVersion;
+    out << "\n# Date of training: " << (date ? date : "\n");
+    out << "# Number of sample lists: " << sampleListCount;
+    out << "\n# Number of sample strings: " << m_totalSampleCount;
+    out << "\n\n\n# Count table:\n\n";
+    Ptr<Vector<String>> keys = m_countTable.GetKeys();
+    for (int32_t i = 0; i < keys->Size(); ++i)
+        out << "# C(" << (*keys)[i] << ") = " << m_countTable.Get((*keys)[i]).m_value << "\n";
+}
+
+void BayesianEngine::WriteProbabilities(std::ostream& out, bool counts)
+{
+    AutoPtr<Vector<String>> stateKeys(m_network.GetHypothesisKeys());
+    AutoPtr<Vector<String>> conditionalKeys(NewObject<Vector<String>>());
+    for (int32_t t = 0; t < m_network.GetTestCount(); ++t) m_network.GetTest(t).GetStateKeys(conditionalKeys);
+
+    HashTable<Double> probabilities;
+    for (int32_t i = 0; i < conditionalKeys->Size(); ++i) {
+        const String& key = (*conditionalKeys)[i];
+        String stateKey = key.AfterFirst("|");
+        String tag = key.BeforeFirst("=");
+        String denominatorKey = stateKey + "," + tag + "!=" + "-";
+        int32_t numerator = Count(key);
+        if (numerator == 0) std::cout << "WARNING: found 0 count for state: " << key << std::endl;
+        int32_t denominator = Count(denominatorKey);
+        double probability;
+        if (denominator != 0) {
+            probability = static_cast<double>(numerator) / static_cast<double>(denominator);
+        } else {
+            std::cout << "******WARNING****** Found 0 count for state: " << denominatorKey << std::endl;
+            if (numerator != 0) VELTRA_RAISE("Count number for state: ", key, " should be 0");
+            // A test never observed in a state: every value equally likely.
+            probability = 1.0 / static_cast<double>(m_network.GetTest(tag).GetValueCount());
+        }
+        probabilities.Add(key, Double(probability));
+    }
+    ApplyProbabilityFloor(probabilities);
+
+    out << "\n\n\n# Probabilities:\n\n";
+    // Priors are uniform whatever the counts: the counts of the states are not used for them.
+    int32_t states = stateKeys->Size();
+    int32_t stateTotal = 0;
+    for (int32_t i = 0; i < states; ++i) {
+        out << ProbabilityLine((*stateKeys)[i], 1.0 / static_cast<double>(states));
+        stateTotal += Count((*stateKeys)[i]);
+    }
+    if (!counts && stateTotal != m_totalSampleCount)
+        VELTRA_RAISE("m_countTable does not contain correct total count");
+    Ptr<Vector<String>> keys = probabilities.GetKeys();
+    for (int32_t i = 0; i < keys->Size(); ++i)
+        out << ProbabilityLine((*keys)[i], probabilities.Get((*keys)[i]).m_value);
+}
+
+void BayesianEngine::ApplyProbabilityFloor(HashTable<Double>& table) const
+{
+    Ptr<Vector<String>> keys = table.GetKeys();
+    for (int32_t i = 0; i < keys->Size(); ++i) {
+        const String& key = (*keys)[i];
+        double old = table.Get(key).m_value;
+        if (old >= kProbabilityFloor) continue;
+        String tag = key.BeforeFirst("=");
+        String state = key.AfterFirst("|H=");
+        // The best entry is searched anew for every raised entry, so values raised earlier
+        // take part; among equal largest values the earliest wins.
+        int32_t best = -1;
+        for (int32_t j = 0; j < keys->Size(); ++j) {
+            const String& other = (*keys)[j];
+            if (other.BeforeFirst("=") != tag || other.AfterFirst("|H=") != state) continue;
+            if (best < 0 || table.Get(other).m_value > table.Get((*keys)[best]).m_value) best = j;
+        }
+        table.Get(key).m_value = kProbabilityFloor;
+        table.Get((*keys)[best]).m_value -= kProbabilityFloor - old;
+    }
+}
+
+void BayesianEngine::WriteFigures(std::ostream& out, bool cp)
+{
+    HashTable<Double> figures;
+    if (cp)
+        m_network.GetCPValues(figures, false);
+    else
+        m_network.GetDPValues(figures, false);
+
+    AutoPtr<DubiousDataList> list(NewObject<DubiousDataList>());
+    list->m_deleteItems = true;
+    Ptr<Vector<String>> tags = figures.GetKeys();
+    for (int32_t i = 0; i < tags->Size(); ++i) {
+        const String& tag = (*tags)[i];
+        DubiousData* entry = NewObject<DubiousData>(tag, figures.Get(tag).m_value);
+        Ptr<DubiousData> owned(entry);
+        try {
+            list->Add(tag, owned);
+        } catch (...) {
+            delete entry;
+            throw;
+        }
+    }
+    SortDubiousDataList(*list);
+
+    out << (cp ? "#\tCP values:\n#\t-----------\n" : "\n#\tDP values:\n#\t-----------\n");
+    Ptr<Vector<String>> keys = list->GetKeys();
+    for (int32_t i = 0; i < keys->Size(); ++i) {
+        const DubiousData& entry = *list->Get((*keys)[i]);
+        out << "#\t" << entry.m_figure << "\t" << entry.m_value << "\t"
+            << m_network.GetTest(entry.m_value).GetDescription() << "\n";
+    }
+}
+
+}  // namespace veltra

@@ -1,0 +1,79 @@
+// BayesianEngine: the engine object behind a host's handle. It owns the naive Bayes network, the
+// count table of training and the total sample count; it initialises the network from a file and
+// runs training. The classification operations come with FieldClassifier.
+//
+// One engine, one thread at a time: inference writes caches inside the network.
+#ifndef VELTRA_ENGINE_BAYESIANENGINE_H
+#define VELTRA_ENGINE_BAYESIANENGINE_H
+
+#include <cstdint>
+#include <iosfwd>
+
+#include "engine/DubiousData.h"
+#include "net/NaiveBayesNet.h"
+#include "safe/HashTable.h"
+#include "safe/SmartString.h"
+
+namespace veltra {
+
+// The number of newline characters in the rest of the stream, which is then rewound: the total
+// shown by the progress counters.
+int32_t CountNewlines(std::istream& in);
+
+class BayesianEngine : public SmartObject {
+public:
+    // The version named in the header of every trained network file.
+    static constexpr const char* kVersion = "2.6";
+    // Trained conditional probabilities are never below this floor.
+    static constexpr double kProbabilityFloor = 0.001;
+
+    BayesianEngine() = default;
+    ~BayesianEngine() override = default;
+    const char* GetTypeName() const override { return "BayesianEngine"; }
+
+    // A training run: initialises the engine from `networkFile`, copies it to `outputFile`, counts
+    // the samples of `sampleFile` (count lines "C(key) = N" instead when `counts` is set),
+    // estimates the probabilities, writes the trained sections and reloads the engine from the
+    // written file. Raises "Cannot open file: <name>" and the failures of counting and estimation.
+    virtual void Train(String networkFile, String sampleFile, String outputFile, bool counts);
+    // Called once after the sample file has been read, before anything is estimated; a derived
+    // engine may adjust the counts here.
+    virtual void OnSamplesRead() {}
+    // Reads one trimmed, non-empty, non-comment line of a sample file and sets *sampleListCount
+    // to 1 once it has found samples in it.
+    virtual void ProcessSampleLine(String line, int32_t* sampleListCount) = 0;
+
+    // Reads the description file into one text, each line followed by "\n" (so a file that ends
+    // with a newline ends in "\n\n"), and loads it. Raises "Cannot open file: <path>".
+    void InitializeThruFile(String path);
+
+    // Counts one sample of `state`. Raises "Expected <n> test results but got <m> Results:<r>\n"
+    // and, for an undeclared state or value, "Hashtable cannot find key: <key>".
+    void AddSample(const String& state, const String& results);
+    // "C(key) = N" sets the count of an existing key; raises "Wrong format for input line: <line>".
+    void ReadCountLine(const String& line);
+    // Raises every conditional probability below the floor to it, taking the deficit from the
+    // largest probability of the same distribution (the earliest of equal ones).
+    void ApplyProbabilityFloor(HashTable<Double>& table) const;
+
+    NaiveBayesNet& GetNetwork() { return m_network; }
+    const HashTable<Long>& GetCountTable() const { return m_countTable; }
+    int32_t GetTotalSampleCount() const { return m_totalSampleCount; }
+
+protected:
+    NaiveBayesNet m_network;
+    HashTable<Long> m_countTable;
+    int32_t m_totalSampleCount = 0;
+
+private:
+    void SeedCountTable();
+    void ReadSampleFile(std::istream& samples, bool counts, int32_t& sampleListCount);
+    void WriteCountTable(std::ostream& out, int32_t sampleListCount) const;
+    void WriteProbabilities(std::ostream& out, bool counts);
+    void WriteFigures(std::ostream& out, bool cp);
+    int32_t Count(const String& key) { return m_countTable.Get(key).m_value; }
+};
+
+}  // namespace veltra
+
+#endif  // VELTRA_ENGINE_BAYESIANENGINE_H

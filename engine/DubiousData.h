@@ -1,0 +1,31 @@
+// DubiousData: a (value, figure) pair. Lists of them, keyed by their value, carry classification
+// results (state, probability) and the per-test figures of a trained network (tag, CP or DP).
+#ifndef VELTRA_ENGINE_DUBIOUSDATA_H
+#define VELTRA_ENGINE_DUBIOUSDATA_H
+
+#include "safe/HashTable.h"
+#include "safe/SmartString.h"
+
+namespace veltra {
+
+class DubiousData : public SmartObject {
+public:
+    DubiousData(const String& value, double figure) : m_value(value), m_figure(figure) {}
+    const char* GetTypeName() const override { return "DubiousData"; }
+    String GetValue() const { return m_value; }
+
+    String m_value;
+    double m_figure;
+};
+
+using DubiousDataList = HashTable<Ptr<DubiousData>>;
+
+// Checks that every key equals its entry's value, then reorders the list by decreasing figure in
+// place; equal figures keep their order. Raises
+// "In DubiousDataLists, every key must be identical to item's value.\nKey:   >k<\nValue: >v<"
+// and leaves the list unchanged when a key differs.
+void SortDubiousDataList(DubiousDataList& list);
+
+}  // namespace veltra
+
+#endif  // VELTRA_ENGINE_DUBIOUSDATA_H

@@ -1,0 +1,32 @@
+// FieldClassifier: the engine a host creates. It reads test lines
+// (";TESTS<tab>states<tab>results"), classifies the test results of one field, and evaluates a
+// file of labelled fields.
+#ifndef VELTRA_ENGINE_FIELDCLASSIFIER_H
+#define VELTRA_ENGINE_FIELDCLASSIFIER_H
+
+#include "engine/BayesianEngine.h"
+
+namespace veltra {
+
+class FieldClassifier : public BayesianEngine {
+public:
+    const char* GetTypeName() const override { return "FieldClassifier"; }
+
+    // A line beginning ";TESTS\t" adds one sample per expected state and sets *sampleListCount
+    // to 1; other lines are ignored. Raises "Wrong format in line:\n<line>" unless the line has
+    // exactly three tab-separated fields.
+    void ProcessSampleLine(String line, int32_t* sampleListCount) override;
+
+    // Copies `inputFile` to `outputFile` with a result line after every test line and the
+    // accuracy at the end. Raises "Cannot open file: <name>" and any classification failure.
+    virtual void AnalyzeFile(String inputFile, String outputFile);
+
+    // Every state with its probability, most probable first (equal ones in state order), in a new
+    // table that owns its entries; the caller takes it with an AutoPtr. Every "." of `results` is
+    // removed first. Raises "Network has not been initialized yet" and inference's failures.
+    virtual Ptr<DubiousDataList> Analyze(String results, bool verbose);
+};
+
+}  // namespace veltra
+
+#endif  // VELTRA_ENGINE_FIELDCLASSIFIER_H

@@ -1,0 +1,313 @@
+#include "net/NaiveBayesNet.h"
+
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <iostream>
+
+namespace veltra {
+
+namespace {
+
+// The two quoted-list lines ("H = name "a,b"", "T1 = description "x,y"") split alike: the part
+// right of "=", trimmed, cut at double quotes into exactly the name and the list.
+Ptr<Vector<String>> SplitQuoted(const String& line)
+{
+    String right = line.AfterFirst("=").Trim();
+    AutoPtr<Vector<String>> pieces(right.GetTokens("\"", true));
+    if (pieces->Size() != 2) VELTRA_RAISE("Wrong format in line:\n", right);
+    Vector<String>* result = NewObject<Vector<String>>();
+    Ptr<Vector<String>> owned(result);
+    result->Add((*pieces)[0]);
+    AutoPtr<Vector<String>> values(((*pieces)[1]).GetTokens(",", true));
+    for (int32_t i = 0; i < values->Size(); ++i) result->Add((*values)[i].Trim());
+    return owned;
+}
+
+}  // namespace
+
+NaiveBayesNet::NaiveBayesNet()
+{
+    // The network owns its tests and every hypothesis it made.
+    m_tests.m_deleteItems = true;
+    m_replacedHypotheses.m_deleteItems = true;
+}
+
+NaiveBayesNet::~NaiveBayesNet()
+{
+    try {
+        DeleteNodes();
+    } catch (TrapException& e) {
+        ReportError(e.GetMessage());
+    } catch (...) {
+        ReportError("Exception in SmartObject dtor!");
+    }
+}
+
+void NaiveBayesNet::DeleteNodes()
+{
+    m_tests.DeleteAll();
+    if (Hypothesis* hypothesis = m_hypothesis.GetRaw()) delete hypothesis;
+    m_hypothesis = nullptr;
+    m_replacedHypotheses.DeleteAll();
+}
+
+String NaiveBayesNet::GetTag(const String& key) const { return key.BeforeFirst("="); }
+
+double NaiveBayesNet::GetProbability(const String& key) const
+{
+    if (!key.Contains("|")) return m_hypothesis->GetProbability(key);
+    String tag = GetTag(key);
+    if (!m_tests.Contains(tag)) VELTRA_RAISE("NaiveBayesNet does not contain test with tag: ", tag);
+    return m_tests.Get(tag)->GetProbability(key);
+}
+
+void NaiveBayesNet::SetProbability(const String& key, double value)
+{
+    if (!key.Contains("|")) {
+        m_hypothesis->SetProbability(key, value);
+        return;
+    }
+    String tag = GetTag(key);
+    if (!m_tests.Contains(tag)) VELTRA_RAISE("NaiveBayesNet does not contain test with tag: ", tag);
+    m_tests.Get(tag)->SetProbability(key, value);
+}
+
+void NaiveBayesNet::AddParameter(const String& name, double value)
+{
+    if (name.Trim().Length() == 0) VELTRA_RAISE("Cannot add blank parameter");
+    if (!m_parameters.Contains(name)) m_parameters.Add(name, Double(0.0));
+    m_parameters.Get(name).m_value = value;
+}
+
+BayesTest& NaiveBayesNet::GetTest(int32_t index) const
+{
+    return *m_tests.Get((*m_tests.GetKeys())[index]);
+}
+
+void NaiveBayesNet::Load(const String& text)
+{
+    DeleteNodes();
+
+    bool sawProbability = false;
+    // Lines end at CR or LF alike; empty lines vanish.
+    AutoPtr<Vector<String>> lines(text.GetTokens("\r\n", true));
+    for (int32_t i = 0; i < lines->Size(); ++i) {
+        String line = (*lines)[i].Trim();
+        if (line.Length() == 0 || line.StartsWith("#")) continue;
+        if (line.StartsWith("PARAMETER")) {
+            ReadParameterLine(line);
+        } else if (line.StartsWith("P")) {
+            ReadProbabilityLine(line);
+            sawProbability = true;
+        } else if (line.StartsWith("H")) {
+            ReadHypothesisLine(line);
+        } else {
+            ReadTestLine(line);
+        }
+    }
+
+    if (m_hypothesis.IsNull()) VELTRA_RAISE("Network must contain a hypothesis (H)");
+    // A description without probability lines declares the structure only: no sums to check.
+    if (sawProbability) CheckProbabilities();
+}
+
+void NaiveBayesNet::ReadParameterLine(const String& line)
+{
+    AutoPtr<Vector<String>> tokens(line.GetTokens("\t =", true));
+    // A value that is not a number reads as 0.0, as atof gives it.
+    AddParameter((*tokens)[1], std::atof((*tokens)[2].c_str()));
+}
+
+void NaiveBayesNet::ReadProbabilityLine(const String& line)
+{
+    String compact = line.RemoveAll(' ').RemoveAll('\t').RemoveAll('\r').RemoveAll('\n');
+    AutoPtr<Vector<String>> tokens(compact.GetTokens("()", true));
+    const String& key = (*tokens)[1];
+    double value = std::atof((*tokens)[2].AfterFirst("=").c_str());
+    SetProbability(key, value);
+}
+
+void NaiveBayesNet::ReadHypothesisLine(const String& line)
+{
+    AutoPtr<Vector<String>> pieces(SplitQuoted(line));
+    Hypothesis* hypothesis = NewObject<Hypothesis>((*pieces)[0]);
+    // Tests made before this line keep the hypothesis they were made with; it is kept alive
+    // with them until the next load.
+    if (Hypothesis* previous = m_hypothesis.GetRaw()) m_replacedHypotheses.Add(Ptr<Hypothesis>(previous));
+    m_hypothesis = hypothesis;
+    for (int32_t i = 1; i < pieces->Size(); ++i) hypothesis->AddState((*pieces)[i]);
+}
+
+void NaiveBayesNet::ReadTestLine(const String& line)
+{
+    String tag = line.BeforeFirst("=").Trim();
+    AutoPtr<Vector<String>> pieces(SplitQuoted(line));
+    BayesTest* test = NewObject<BayesTest>(tag, (*pieces)[0], m_hypothesis);
+    Ptr<BayesTest> owned(test);
+    try {
+        for (int32_t i = 1; i < pieces->Size(); ++i) test->AddValue((*pieces)[i]);
+        m_tests.Add(tag, owned);
+    } catch (...) {
+        delete test;
+        throw;
+    }
+}
+
+void NaiveBayesNet::CheckProbabilities() const
+{
+    m_hypothesis->CheckProbabilities();
+    for (int32_t i = 0; i < m_tests.Size(); ++i) GetTest(i).CheckProbabilities();
+}
+
+void NaiveBayesNet::Validate() const
+{
+    try {
+        if (m_tests.Size() == 0) VELTRA_RAISE("Network has not been initialized yet");
+        if (m_hypothesis.IsNull()) VELTRA_RAISE("Network must contain a hypothesis (H)");
+        CheckProbabilities();
+    } catch (TrapException& e) {
+        VELTRA_RAISE("NaiveBayesNet check failed:\n", e.GetMessage());
+    }
+}
+
+Ptr<Vector<String>> NaiveBayesNet::GetHypothesisKeys() const
+{
+    Vector<String>* keys = NewObject<Vector<String>>();
+    Ptr<Vector<String>> owned(keys);
+    try {
+        m_hypothesis->GetStateKeys(owned);
+    } catch (...) {
+        delete keys;
+        throw;
+    }
+    return owned;
+}
+
+double NaiveBayesNet::Product(const String& stateKey, const String& results, bool verbose)
+{
+    String cacheKey = "PP" + stateKey + results;
+    if (m_productCache.Contains(cacheKey)) return m_productCache.Get(cacheKey).m_value;
+
+    double product = GetProbability(stateKey);
+    if (verbose) std::cout << "P(" << stateKey << ") = " << product << std::endl;
+    for (int32_t i = 0; i < m_tests.Size(); ++i) {
+        char result = results[i];
+        if (result == '-') continue;
+        String key = GetTest(i).MakeKey(stateKey, String(result));
+        double p = GetProbability(key);
+        product *= p;
+        if (verbose) std::cout << "P(" << key << ") = " << p << "\t" << "product = " << product << std::endl;
+    }
+    if (verbose) std::cout << "product = " << product << std::endl;
+
+    if (m_productCache.Size() < kProductCacheSize)
+        m_productCache.Add(cacheKey, Double(product));
+    else
+        m_productCache.RemoveAll();
+    return product;
+}
+
+double NaiveBayesNet::GetConfLevel(const String& stateKey, const String& results, bool verbose)
+{
+    if (results.Length() != m_tests.Size())
+        VELTRA_RAISE("Expected ", m_tests.Size(), " test results but got ", results.Length(), ". Test results:\n",
+                     results);
+    if (!stateKey.StartsWith("H=")) VELTRA_RAISE("Hypothesis must start with H=");
+
+    double conf = 0.0;
+    String cacheKey = "CL" + stateKey + results;
+    if (m_confidenceCache.Contains(cacheKey)) {
+        conf = m_confidenceCache.Get(cacheKey).m_value;
+    } else {
+        AutoPtr<Vector<String>> keys(GetHypothesisKeys());
+        if (!keys->Contains(stateKey)) VELTRA_RAISE("Given hypothesis does not exist: ", stateKey);
+        double p = Product(stateKey, results, verbose);
+        keys->Remove(stateKey);
+        double others = 0.0;
+        for (int32_t i = 0; i < keys->Size(); ++i) others += Product((*keys)[i], results, verbose);
+        // p / (p + others) with a single division by p; a zero product answers 0 outright.
+        if (p != 0.0) conf = 1.0 / (others / p + 1.0);
+        if (m_confidenceCache.Size() < kConfidenceCacheSize) m_confidenceCache.Add(cacheKey, Double(conf));
+    }
+    if (verbose) std::cout << stateKey << "  confLevel = " << conf << std::endl;
+    return conf;
+}
+
+int32_t NaiveBayesNet::GetMaxDiff(const HashTable<Double>& table, bool verbose) const
+{
+    Ptr<Vector<String>> keys = table.GetKeys();
+    int32_t result = 0;
+    for (int32_t i = 0; i < keys->Size(); ++i) {
+        for (int32_t j = i + 1; j < keys->Size(); ++j) {
+            // Truncation toward zero comes before the absolute value: differences below 1 count
+            // as 0. Values are percentages, so the clamp to 32 bits never changes a real figure.
+            double difference = std::trunc(table.Get((*keys)[i]).m_value - table.Get((*keys)[j]).m_value);
+            if (!(difference > -2147483647.0)) difference = -2147483647.0;
+            if (difference > 2147483647.0) difference = 2147483647.0;
+            int32_t d = static_cast<int32_t>(difference);
+            if (std::abs(d) > result) result = std::abs(d);
+        }
+    }
+    if (verbose) {
+        for (int32_t i = 0; i < keys->Size(); ++i)
+            std::cout << "  confLevel " << (*keys)[i] << " = " << table.Get((*keys)[i]).m_value << std::endl;
+        std::cout << "  max diff: " << result << std::endl;
+    }
+    return result;
+}
+
+String NaiveBayesNet::CheckedValue(const BayesTest& test, int32_t v) const
+{
+    const String& value = test.GetValue(v);
+    if (value.Length() != 1) VELTRA_RAISE("Test value must be 1 character only");
+    return value;
+}
+
+void NaiveBayesNet::GetCPValues(HashTable<Double>& figures, bool verbose)
+{
+    Validate();
+    AutoPtr<Vector<String>> stateKeys(GetHypothesisKeys());
+    for (int32_t t = 0; t < m_tests.Size(); ++t) {
+        const BayesTest& test = GetTest(t);
+        String results(std::string(static_cast<size_t>(m_tests.Size()), '-'));
+        int32_t figure = 0;
+        for (int32_t v = 0; v < test.GetValueCount(); ++v) {
+            results[t] = CheckedValue(test, v)[0];
+            HashTable<Double> levels;
+            for (int32_t h = 0; h < stateKeys->Size(); ++h) {
+                const String& stateKey = (*stateKeys)[h];
+                levels.Add(stateKey + "|" + results, Double(GetConfLevel(stateKey, results, verbose) * 100.0));
+            }
+            int32_t diff = GetMaxDiff(levels, verbose);
+            if (diff > figure) figure = diff;
+        }
+        if (verbose) std::cout << "CP = " << figure << std::endl;
+        figures.Add(test.GetTag(), Double(figure));
+    }
+}
+
+void NaiveBayesNet::GetDPValues(HashTable<Double>& figures, bool verbose)
+{
+    Validate();
+    AutoPtr<Vector<String>> stateKeys(GetHypothesisKeys());
+    for (int32_t t = 0; t < m_tests.Size(); ++t) {
+        const BayesTest& test = GetTest(t);
+        String results(std::string(static_cast<size_t>(m_tests.Size()), '-'));
+        int32_t figure = 0;
+        for (int32_t h = 0; h < stateKeys->Size(); ++h) {
+            const String& stateKey = (*stateKeys)[h];
+            HashTable<Double> levels;
+            for (int32_t v = 0; v < test.GetValueCount(); ++v) {
+                results[t] = CheckedValue(test, v)[0];
+                levels.Add(stateKey + "|" + results, Double(GetConfLevel(stateKey, results, verbose) * 100.0));
+            }
+            int32_t diff = GetMaxDiff(levels, verbose);
+            if (diff > figure) figure = diff;
+        }
+        if (verbose) std::cout << "DP = " << figure << std::endl;
+        figures.Add(test.GetTag(), Double(figure));
+    }
+}
+
+}  // namespace veltra

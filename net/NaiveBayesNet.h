@@ -1,0 +1,90 @@
+// NaiveBayesNet: one hypothesis, the tests keyed by tag (index order = order of the test lines =
+// order of the test results), named parameters, and the two inference caches. Load reads a
+// network description; inference computes likelihood products and confidence levels.
+//
+// Description lines are told apart by prefix alone, in this order: "#" comment, "PARAMETER",
+// "P" probability, "H" hypothesis, anything else a test. A tag beginning with "P" or "H" is
+// therefore misread; that is the format's rule and files depend on it.
+#ifndef VELTRA_NET_NAIVEBAYESNET_H
+#define VELTRA_NET_NAIVEBAYESNET_H
+
+#include "net/BayesTest.h"
+#include "net/Hypothesis.h"
+
+namespace veltra {
+
+class NaiveBayesNet : public SmartObject {
+public:
+    // The product cache is emptied when found full at a store; the confidence cache stops growing.
+    static constexpr int32_t kProductCacheSize = 97;
+    static constexpr int32_t kConfidenceCacheSize = 997;
+
+    NaiveBayesNet();
+    ~NaiveBayesNet() override;
+    const char* GetTypeName() const override { return "NaiveBayesNet"; }
+
+    // The text of a key left of its first "="; raises the String message for a key without "=".
+    virtual String GetTag(const String& key) const;
+    // Dispatches on "|": state keys go to the hypothesis, conditional keys to the test of their
+    // tag. Raises "NaiveBayesNet does not contain test with tag: <tag>".
+    virtual double GetProbability(const String& key) const;
+
+    // Replaces the network by the described one. The old hypothesis and tests are deleted;
+    // parameters and caches are kept. Raises "Wrong format in line:\n<text>",
+    // "Network must contain a hypothesis (H)" and whatever the nodes raise; a failure leaves
+    // what the earlier lines built. Sums are checked only when some probability line was read.
+    void Load(const String& text);
+    void SetProbability(const String& key, double value);
+    // Raises "Cannot add blank parameter"; a repeated name overwrites.
+    void AddParameter(const String& name, double value);
+    // Raises "NaiveBayesNet check failed:\n" followed by the failure of the network's checks
+    // ("Network has not been initialized yet", "Network must contain a hypothesis (H)", the sums).
+    void Validate() const;
+
+    // Inference. Test results hold one character per test, "-" for a test without a result.
+    // A new vector of "H=" + state in state order; the caller owns it.
+    Ptr<Vector<String>> GetHypothesisKeys() const;
+    // The prior times the conditional probability of every observed test.
+    double Product(const String& stateKey, const String& results, bool verbose);
+    // The posterior of one state. Raises "Expected <n> test results but got <m>. Test results:\n<r>",
+    // "Hypothesis must start with H=", "Given hypothesis does not exist: <key>".
+    double GetConfLevel(const String& stateKey, const String& results, bool verbose);
+    // The largest |difference| between two values of the table, each difference truncated
+    // toward zero to a whole number first.
+    int32_t GetMaxDiff(const HashTable<Double>& table, bool verbose) const;
+
+    // Per-test figures of the trained network, one entry per test keyed by tag, in test order.
+    // CP: how far one value can separate two states; DP: how far changing the value can move one
+    // state. Both in whole percentage points. Raise "Test value must be 1 character only".
+    void GetCPValues(HashTable<Double>& figures, bool verbose);
+    void GetDPValues(HashTable<Double>& figures, bool verbose);
+
+    bool HasHypothesis() const { return !m_hypothesis.IsNull(); }
+    const Ptr<Hypothesis>& GetHypothesis() const { return m_hypothesis; }
+    int32_t GetTestCount() const { return m_tests.Size(); }
+    BayesTest& GetTest(int32_t index) const;
+    BayesTest& GetTest(const String& tag) const { return *m_tests.Get(tag); }
+    bool HasParameter(const String& name) const { return m_parameters.Contains(name); }
+    double GetParameter(const String& name) const { return m_parameters.Get(name).m_value; }
+
+private:
+    void DeleteNodes();
+    void ReadParameterLine(const String& line);
+    void ReadProbabilityLine(const String& line);
+    void ReadHypothesisLine(const String& line);
+    void ReadTestLine(const String& line);
+    void CheckProbabilities() const;
+    String CheckedValue(const BayesTest& test, int32_t v) const;
+
+    Ptr<Hypothesis> m_hypothesis;
+    HashTable<Ptr<BayesTest>> m_tests;
+    HashTable<Double> m_confidenceCache;
+    HashTable<Double> m_productCache;
+    HashTable<Double> m_parameters;
+    // Hypotheses replaced by a later hypothesis line; the tests made before it still reach them.
+    Vector<Ptr<Hypothesis>> m_replacedHypotheses;
+};
+
+}  // namespace veltra
+
+#endif  // VELTRA_NET_NAIVEBAYESNET_H

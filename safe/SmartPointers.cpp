@@ -1,0 +1,51 @@
+#include "safe/SmartPointers.h"
+
+namespace veltra {
+
+SmartObject::~SmartObject()
+{
+    try {
+        if (m_proxy) {
+            m_proxy->ObjectDeleted();
+            m_proxy = nullptr;
+        }
+    } catch (...) {
+        ReportError("Exception in SmartObject dtor!");
+    }
+}
+
+void SmartObject::SetProxy(GenericProxy* proxy)
+{
+    if (m_proxy && proxy) VELTRA_RAISE("Object has already a proxy");
+    m_proxy = proxy;
+}
+
+SmartObject* GenericProxy::GetObject() const
+{
+    if (!m_object) VELTRA_RAISE("Tried to access deleted object");
+    return m_object;
+}
+
+void GenericProxy::ReleaseObject()
+{
+    if (!m_object) VELTRA_RAISE("Proxy cannot delete NULL pointer");
+    m_object = nullptr;
+}
+
+void GenericProxy::CheckForLeak() noexcept
+{
+    try {
+        if (m_object) {
+            if (m_object->IsOnHeap())
+                std::cerr << "ERROR: " << "Memory leak detected! Object type: " << m_object->GetTypeName()
+                          << std::endl;
+            m_object->SetProxy(nullptr);
+        }
+    } catch (TrapException& e) {
+        ReportError(e.GetMessage());
+    } catch (...) {
+        ReportError("Exception in Proxy dtor!");
+    }
+}
+
+}  // namespace veltra

@@ -1,0 +1,206 @@
+#include "safe/SmartString.h"
+
+#include <cctype>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "safe/Vector.h"
+
+namespace veltra {
+
+namespace {
+
+bool IsSpace(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
+
+}  // namespace
+
+String::String(int32_t value)
+{
+    char buffer[32];
+    std::snprintf(buffer, sizeof buffer, "%d", static_cast<int>(value));
+    m_text = buffer;
+}
+
+String& String::operator=(const char* text)
+{
+    m_text = text ? text : "";
+    return *this;
+}
+
+String& String::operator=(char c)
+{
+    m_text.assign(1, c);
+    return *this;
+}
+
+char& String::operator[](int32_t i)
+{
+    if (i < 0 || i > Length()) VELTRA_RAISE("String index out of bounds");
+    return m_text[static_cast<size_t>(i)];
+}
+
+char String::operator[](int32_t i) const
+{
+    if (i < 0 || i > Length()) VELTRA_RAISE("String index out of bounds");
+    return m_text[static_cast<size_t>(i)];
+}
+
+int32_t String::Find(const String& s) const
+{
+    size_t pos = m_text.find(s.m_text);
+    return pos == std::string::npos ? -1 : static_cast<int32_t>(pos);
+}
+
+String String::SubString(int32_t start, int32_t count) const
+{
+    return String(m_text.substr(static_cast<size_t>(start), static_cast<size_t>(count)));
+}
+
+String String::Left(int32_t count) const
+{
+    if (count > Length())
+        VELTRA_RAISE("Insufficient string length for Left operation. String: ", m_text, " requested count: ", count);
+    // A negative count, taken as an unsigned length, keeps the whole text.
+    return String(m_text.substr(0, static_cast<size_t>(count)));
+}
+
+String String::Right(int32_t count) const
+{
+    if (count > Length())
+        VELTRA_RAISE("Insufficient string length for Right operation. String: ", m_text, " requested count: ", count);
+    if (count < 0) return String();
+    return String(m_text.substr(m_text.size() - static_cast<size_t>(count)));
+}
+
+String String::BeforeFirst(const String& sep) const
+{
+    int32_t pos = Find(sep);
+    if (pos < 0) VELTRA_RAISE("String: ", m_text, " does not contain: ", sep);
+    return Left(pos);
+}
+
+String String::AfterFirst(const String& sep) const
+{
+    int32_t pos = Find(sep);
+    if (pos < 0) VELTRA_RAISE("String: ", m_text, " does not contain: ", sep);
+    return Right(Length() - pos - sep.Length());
+}
+
+String String::RemoveFromFront(const String& prefix) const
+{
+    if (!StartsWith(prefix)) VELTRA_RAISE("Cannot remove: ", prefix, " from the front of: ", m_text);
+    return String(m_text.substr(prefix.m_text.size()));
+}
+
+String String::Replace(const String& from, const String& to) const
+{
+    if (from.m_text.empty()) return *this;
+    std::string result;
+    size_t start = 0;
+    for (size_t pos = m_text.find(from.m_text); pos != std::string::npos; pos = m_text.find(from.m_text, start)) {
+        result.append(m_text, start, pos - start);
+        result += to.m_text;
+        start = pos + from.m_text.size();
+    }
+    result.append(m_text, start, std::string::npos);
+    return String(result);
+}
+
+String String::TrimLeft() const
+{
+    size_t i = 0;
+    while (i < m_text.size() && IsSpace(m_text[i])) ++i;
+    return String(m_text.substr(i));
+}
+
+String String::TrimRight() const
+{
+    size_t n = m_text.size();
+    while (n > 0 && IsSpace(m_text[n - 1])) --n;
+    return String(m_text.substr(0, n));
+}
+
+bool String::IsInteger() const
+{
+    String t = Trim();
+    if (t.m_text.empty()) return false;
+    if (t.StartsWith("+")) t = t.RemoveFromFront("+");
+    while (t.Length() >= 2 && t.StartsWith("0")) t = t.RemoveFromFront("0");
+    // The canonical form of the converted value must give the text back. Values outside 32 bits
+    // never do; they are refused before the conversion to int.
+    long long value = std::strtoll(t.c_str(), nullptr, 10);
+    if (value < INT32_MIN || value > INT32_MAX) return false;
+    return String(static_cast<int32_t>(value)) == t;
+}
+
+int32_t String::ToInteger() const
+{
+    if (!IsInteger()) VELTRA_RAISE("Cannot convert string: >", m_text, "< to integer");
+    return static_cast<int32_t>(std::strtol(m_text.c_str(), nullptr, 10));
+}
+
+void String::Format(const char* format, ...)
+{
+    char buffer[1024];
+    va_list args;
+    va_start(args, format);
+    std::vsnprintf(buffer, sizeof buffer, format, args);
+    va_end(args);
+    m_text = buffer;
+}
+
+void String::ReadLine(std::istream& stream, String& line)
+{
+    char buffer[1024];
+    buffer[0] = '\0';
+    stream.getline(buffer, sizeof buffer);
+    line = buffer;
+    if (stream.fail() && !stream.eof()) VELTRA_RAISE("Line is longer than 1023 bytes");
+}
+
+Ptr<Vector<String>> String::GetTokens(const String& delimiters, bool skipEmpty) const
+{
+    Vector<String>* tokens = NewObject<Vector<String>>();
+    Ptr<Vector<String>> result(tokens);
+    try {
+        GetTokens(*tokens, delimiters, skipEmpty);
+    } catch (...) {
+        delete tokens;
+        throw;
+    }
+    return result;
+}
+
+void String::GetTokens(Vector<String>& target, const String& delimiters, bool skipEmpty) const
+{
+    if (skipEmpty) {
+        std::unique_ptr<char[]> buffer(new (std::nothrow) char[m_text.size() + 1]);
+        if (!buffer) VELTRA_RAISE("Failed to allocate memory in String::GetTokens()");
+        std::memcpy(buffer.get(), m_text.c_str(), m_text.size() + 1);
+        // Cut where any delimiter byte stands; runs of delimiters give no empty tokens. strtok is
+        // not used because it keeps state between calls.
+        const char* delims = delimiters.c_str();
+        char* p = buffer.get();
+        while (*p) {
+            p += std::strspn(p, delims);
+            if (!*p) break;
+            size_t n = std::strcspn(p, delims);
+            target.Add(String(std::string(p, n)));
+            p += n;
+        }
+        return;
+    }
+    if (delimiters.Length() != 1)
+        VELTRA_RAISE("Cannot return tokens that include empty for more than one delimiters");
+    String rest = *this;
+    while (rest.Contains(delimiters)) {
+        target.Add(rest.BeforeFirst(delimiters));
+        rest = rest.AfterFirst(delimiters);
+    }
+    target.Add(rest);
+}
+
+}  // namespace veltra

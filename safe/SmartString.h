@@ -1,0 +1,116 @@
+// String: the managed byte string behind every name, key, state, tag and line of Veltra.
+//
+// Lengths and positions count bytes; comparisons are byte-wise. Every checked operation raises a
+// TrapException (after writing its message to standard error) and leaves the String unchanged.
+#ifndef VELTRA_SAFE_SMARTSTRING_H
+#define VELTRA_SAFE_SMARTSTRING_H
+
+#include <cstdint>
+#include <istream>
+#include <ostream>
+#include <string>
+
+#include "safe/SmartPointers.h"
+
+namespace veltra {
+
+template <class T>
+class Vector;
+
+class String : public SmartObject {
+public:
+    String() = default;
+    String(const char* text) : m_text(text ? text : "") {}  // NOLINT: implicit like a literal
+    String(const std::string& text) : m_text(text) {}        // NOLINT
+    String(const String& other) = default;
+    explicit String(int32_t value);  // "%d"
+    explicit String(char c) : m_text(1, c) {}
+    ~String() override = default;
+
+    String& operator=(const char* text);
+    String& operator=(char c);
+    String& operator=(const String& other) = default;
+
+    const char* GetTypeName() const override { return "String"; }
+
+    int32_t Length() const { return static_cast<int32_t>(m_text.size()); }
+    const char* c_str() const { return m_text.c_str(); }
+    const std::string& str() const { return m_text; }
+
+    // Byte i; the index equal to the length is accepted and refers to the terminating zero.
+    // Raises "String index out of bounds" for i < 0 or i > Length().
+    char& operator[](int32_t i);
+    char operator[](int32_t i) const;
+
+    int32_t Find(const String& s) const;  // first position, or -1
+    bool Contains(const String& s) const { return Find(s) >= 0; }
+    // True when the first occurrence of s is at the front (the search runs over the whole text).
+    bool StartsWith(const String& s) const { return Find(s) == 0; }
+
+    String SubString(int32_t start, int32_t count) const;
+    // Raise "Insufficient string length for Left|Right operation. String: <text> requested count: <n>"
+    // when count > Length(). A negative count to Left yields the whole text.
+    String Left(int32_t count) const;
+    String Right(int32_t count) const;
+    // Raise "String: <text> does not contain: <sep>" when sep is absent.
+    String BeforeFirst(const String& sep) const;
+    String AfterFirst(const String& sep) const;
+    // Raises "Cannot remove: <prefix> from the front of: <text>" unless StartsWith(prefix).
+    String RemoveFromFront(const String& prefix) const;
+    // Replaces every occurrence left to right; replaced text is never scanned again.
+    String Replace(const String& from, const String& to) const;
+    String RemoveAll(char c) const { return Replace(String(c), String()); }
+    String TrimLeft() const;
+    String TrimRight() const;
+    String Trim() const { return TrimLeft().TrimRight(); }
+
+    // True for a 32-bit integer in canonical form after trimming, an optional "+" and leading
+    // zeros: " 42 ", "+42", "0042", "-7" and "0" are; "", "+", "4x", "-07", "1e3" are not.
+    bool IsInteger() const;
+    // Raises "Cannot convert string: ><text>< to integer" unless IsInteger().
+    int32_t ToInteger() const;
+
+    // vsnprintf into a 1024-byte buffer; results must stay below that size.
+    void Format(const char* format, ...)
+#if defined(__GNUC__)
+        __attribute__((format(printf, 2, 3)))
+#endif
+        ;
+
+    // Reads one line (at most 1023 bytes, the newline dropped) into `line`. A longer line leaves the
+    // stream in its fail state with the first 1023 bytes read; this raises
+    // "Line is longer than 1023 bytes" so that no reader loops on it.
+    static void ReadLine(std::istream& stream, String& line);
+
+    // A new heap vector of the tokens, owned by the caller (take it with an AutoPtr).
+    // skipEmpty true: every byte of `delimiters` separates and no token is empty.
+    // skipEmpty false: `delimiters` is one separator and empty tokens are kept; raises
+    // "Cannot return tokens that include empty for more than one delimiters" otherwise.
+    Ptr<Vector<String>> GetTokens(const String& delimiters, bool skipEmpty) const;
+    // The same, appended to `target` without clearing it.
+    void GetTokens(Vector<String>& target, const String& delimiters, bool skipEmpty) const;
+
+    bool operator==(const String& o) const { return m_text == o.m_text; }
+    bool operator!=(const String& o) const { return m_text != o.m_text; }
+    bool operator<(const String& o) const { return m_text < o.m_text; }
+
+    String operator+(const String& o) const { return String(m_text + o.m_text); }
+    String operator+(const char* o) const { return String(m_text + (o ? o : "")); }
+    String operator+(char c) const { return String(m_text + c); }
+    String& operator+=(const String& o)
+    {
+        m_text += o.m_text;
+        return *this;
+    }
+
+private:
+    std::string m_text;
+};
+
+inline String operator+(const char* a, const String& b) { return String(std::string(a ? a : "") + b.str()); }
+inline std::ostream& operator<<(std::ostream& out, const String& s) { return out << s.str(); }
+inline std::string MessagePiece(const String& s) { return s.str(); }
+
+}  // namespace veltra
+
+#endif  // VELTRA_SAFE_SMARTSTRING_H

@@ -1,0 +1,45 @@
+#include "safe/TrapException.h"
+
+#include <cinttypes>
+#include <cstdio>
+
+namespace veltra {
+
+TrapException::TrapException(const char* file, int32_t line)
+{
+    char buffer[256];
+    std::snprintf(buffer, sizeof buffer, "File: %s, Line: %d", file ? file : "", static_cast<int>(line));
+    m_location = buffer;
+}
+
+std::string MessagePiece(int32_t value)
+{
+    char buffer[32];
+    std::snprintf(buffer, sizeof buffer, "%d", static_cast<int>(value));
+    return buffer;
+}
+
+std::string MessagePiece(int64_t value)
+{
+    char buffer[32];
+    std::snprintf(buffer, sizeof buffer, "%" PRId64, value);
+    return buffer;
+}
+
+std::string MessagePiece(double value)
+{
+    char buffer[512];
+    std::snprintf(buffer, sizeof buffer, "%lf", value);
+    return buffer;
+}
+
+void ReportError(const std::string& text) noexcept
+{
+    try {
+        std::cerr << "ERROR: " << text << std::endl;
+    } catch (...) {
+        // Standard error itself failed: there is nowhere left to report to.
+    }
+}
+
+}  // namespace veltra
