@@ -1,0 +1,67 @@
+#!/usr/bin/env bash
+# Runs every test of Veltra: installs what is missing (as root, on Debian), then builds and tests
+# the normal build, the sanitizer build (AddressSanitizer and UndefinedBehaviorSanitizer) and the
+# Windows cross-build, whose DLL and test programs run under wine. Ends with one summary line.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+root=$(pwd)
+jobs=${VELTRA_JOBS:-2}
+
+need=()
+command -v cmake >/dev/null || need+=(cmake)
+command -v g++ >/dev/null || need+=(g++)
+command -v make >/dev/null || need+=(make)
+command -v pkg-config >/dev/null || need+=(pkg-config)
+[ -f /usr/include/gtest/gtest.h ] || need+=(libgtest-dev)
+command -v x86_64-w64-mingw32-g++-posix >/dev/null || need+=(g++-mingw-w64-x86-64-posix)
+command -v wine >/dev/null || need+=(wine wine64)
+if [ ${#need[@]} -gt 0 ]; then
+  if [ "$(id -u)" != 0 ]; then
+    echo "test.sh: missing ${need[*]}; install them (as root: apt-get install ${need[*]})" >&2
+    exit 1
+  fi
+  echo "== Installing ${need[*]}"
+  export DEBIAN_FRONTEND=noninteractive
+  apt-get update -qq
+  apt-get install -y -qq --no-install-recommends "${need[@]}" >/dev/null
+fi
+
+passed=0
+failed=0
+run_suite() {  # name preset
+  local name=$1 preset=$2 log
+  echo "== $name: configure and build"
+  cmake --preset "$preset" >/dev/null
+  cmake --build --preset "$preset" -j "$jobs" 2>&1 | grep -v -E '^\[ *[0-9]+%\]|^(Consolidate|Scanning|Built target)' || true
+  echo "== $name: test"
+  log=$(mktemp)
+  set +e
+  ctest --preset "$preset" -j "$jobs" 2>&1 | tee "$log" | grep -v -E '^ *[0-9]+/[0-9]+ Test +#[0-9]+: .* Passed'
+  local status=${PIPESTATUS[0]}
+  set -e
+  local line total bad
+  line=$(grep -E 'tests passed, [0-9]+ tests failed out of [0-9]+' "$log" | tail -n 1 || true)
+  total=$(sed -E 's/.*out of ([0-9]+).*/\1/' <<<"$line")
+  bad=$(sed -E 's/.* ([0-9]+) tests failed.*/\1/' <<<"$line")
+  rm -f "$log"
+  if [ -z "$line" ]; then total=0; bad=1; fi
+  passed=$((passed + total - bad))
+  failed=$((failed + bad))
+  if [ "$status" != 0 ] && [ "$bad" = 0 ]; then failed=$((failed + 1)); fi
+}
+
+# Wine keeps its state in the build directory; no debug chatter in the captured streams.
+export WINEPREFIX="$root/build/windows/wineprefix"
+export WINEDEBUG=-all
+export WINEDLLOVERRIDES="mscoree,mshtml="
+export ASAN_OPTIONS=detect_leaks=1:abort_on_error=0
+export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+
+run_suite "Linux" default
+run_suite "Linux with sanitizers" sanitize
+mkdir -p "$WINEPREFIX"
+run_suite "Windows (wine)" windows
+
+echo
+echo "Veltra: $passed passed, $failed failed"
+[ "$failed" = 0 ]

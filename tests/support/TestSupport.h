@@ -1,0 +1,68 @@
+// Shared helpers of the unit tests: capturing the standard streams, temporary files, and the
+// "raised TrapException and printed exactly this, once" check.
+#ifndef VELTRA_TESTS_SUPPORT_TESTSUPPORT_H
+#define VELTRA_TESTS_SUPPORT_TESTSUPPORT_H
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <iostream>
+#include <sstream>
+#include <string>
+
+#include "safe/TrapException.h"
+
+namespace veltra::test {
+
+// Redirects a standard stream (std::cerr or std::cout) into a buffer while alive.
+class StreamCapture {
+public:
+    explicit StreamCapture(std::ostream& stream) : m_stream(stream), m_old(stream.rdbuf(m_buffer.rdbuf())) {}
+    ~StreamCapture() { m_stream.rdbuf(m_old); }
+    StreamCapture(const StreamCapture&) = delete;
+    StreamCapture& operator=(const StreamCapture&) = delete;
+    std::string Text() const { return m_buffer.str(); }
+
+private:
+    std::ostream& m_stream;
+    std::ostringstream m_buffer;
+    std::streambuf* m_old;
+};
+
+// What running `action` did: whether it raised a TrapException, its message, and what it wrote.
+struct Outcome {
+    bool raised = false;
+    std::string message;
+    std::string err;
+    std::string out;
+};
+Outcome Run(const std::function<void()>& action);
+
+// Asserts that `action` raised a TrapException with message `message`, and wrote exactly
+// `message` and a line end to standard error (once).
+::testing::AssertionResult RaisesExactly(const std::function<void()>& action, const std::string& message);
+
+// A fresh temporary directory for one test, removed with everything in it when the object goes.
+class TempDir {
+public:
+    TempDir();
+    ~TempDir();
+    TempDir(const TempDir&) = delete;
+    TempDir& operator=(const TempDir&) = delete;
+    const std::string& Path() const { return m_path; }
+    // Path of `name` inside the directory.
+    std::string File(const std::string& name) const { return m_path + "/" + name; }
+    // Writes `content` byte for byte to `name` and returns its path.
+    std::string Write(const std::string& name, const std::string& content) const;
+
+private:
+    std::string m_path;
+};
+
+std::string ReadFile(const std::string& path);
+// The directory of checked-in test data (tests/data).
+std::string DataDir();
+
+}  // namespace veltra::test
+
+#endif  // VELTRA_TESTS_SUPPORT_TESTSUPPORT_H
