@@ -264,48 +264,34 @@ String NaiveBayesNet::CheckedValue(const BayesTest& test, int32_t v) const
     return value;
 }
 
-void NaiveBayesNet::GetCPValues(HashTable<Double>& figures, bool verbose)
-{
-    Validate();
-    AutoPtr<Vector<String>> stateKeys(GetHypothesisKeys());
-    for (int32_t t = 0; t < m_tests.Size(); ++t) {
-        const BayesTest& test = GetTest(t);
-        String results(std::string(static_cast<size_t>(m_tests.Size()), '-'));
-        int32_t figure = 0;
-        for (int32_t v = 0; v < test.GetValueCount(); ++v) {
-            results[t] = CheckedValue(test, v)[0];
-            HashTable<Double> levels;
-            for (int32_t h = 0; h < stateKeys->Size(); ++h) {
-                const String& stateKey = (*stateKeys)[h];
-                levels.Add(stateKey + "|" + results, Double(GetConfLevel(stateKey, results, verbose) * 100.0));
-            }
-            int32_t diff = GetMaxDiff(levels, verbose);
-            if (diff > figure) figure = diff;
-        }
-        if (verbose) std::cout << "CP = " << figure << std::endl;
-        figures.Add(test.GetTag(), Double(figure));
-    }
-}
+void NaiveBayesNet::GetCPValues(HashTable<Double>& figures, bool verbose) { GetFigures(figures, verbose, true); }
 
-void NaiveBayesNet::GetDPValues(HashTable<Double>& figures, bool verbose)
+void NaiveBayesNet::GetDPValues(HashTable<Double>& figures, bool verbose) { GetFigures(figures, verbose, false); }
+
+void NaiveBayesNet::GetFigures(HashTable<Double>& figures, bool verbose, bool cp)
 {
     Validate();
     AutoPtr<Vector<String>> stateKeys(GetHypothesisKeys());
     for (int32_t t = 0; t < m_tests.Size(); ++t) {
         const BayesTest& test = GetTest(t);
+        // Every value is tried with all other tests unobserved.
         String results(std::string(static_cast<size_t>(m_tests.Size()), '-'));
         int32_t figure = 0;
-        for (int32_t h = 0; h < stateKeys->Size(); ++h) {
-            const String& stateKey = (*stateKeys)[h];
+        // CP: for each value, the spread of the states' levels; DP: for each state, the spread
+        // of its level over the values.
+        int32_t outer = cp ? test.GetValueCount() : stateKeys->Size();
+        int32_t inner = cp ? stateKeys->Size() : test.GetValueCount();
+        for (int32_t o = 0; o < outer; ++o) {
             HashTable<Double> levels;
-            for (int32_t v = 0; v < test.GetValueCount(); ++v) {
-                results[t] = CheckedValue(test, v)[0];
+            for (int32_t i = 0; i < inner; ++i) {
+                results[t] = CheckedValue(test, cp ? o : i)[0];
+                const String& stateKey = (*stateKeys)[cp ? i : o];
                 levels.Add(stateKey + "|" + results, Double(GetConfLevel(stateKey, results, verbose) * 100.0));
             }
             int32_t diff = GetMaxDiff(levels, verbose);
             if (diff > figure) figure = diff;
         }
-        if (verbose) std::cout << "DP = " << figure << std::endl;
+        if (verbose) std::cout << (cp ? "CP = " : "DP = ") << figure << std::endl;
         figures.Add(test.GetTag(), Double(figure));
     }
 }

@@ -75,6 +75,7 @@ private:
     void ReadTestLine(const String& line);
     void CheckProbabilities() const;
     String CheckedValue(const BayesTest& test, int32_t v) const;
+    void GetFigures(HashTable<Double>& figures, bool verbose, bool cp);
 
     Ptr<Hypothesis> m_hypothesis;
     HashTable<Ptr<BayesTest>> m_tests;
