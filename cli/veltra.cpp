@@ -1,0 +1,391 @@
+// veltra: the command-line host of the Veltra library. It uses nothing but the public header and
+// the shared library, as any other host would.
+//
+// The library explains every failure on standard error itself. The host never repeats that
+// message; it adds one line naming the file or argument at fault when the message does not, and
+// says nothing more when the library could not open a file (its message names the file).
+#include <Veltra.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr int32_t kCapacity = 256;  // states per network that classify can report
+
+const char* const kUsage =
+    "Usage: veltra COMMAND ARGUMENTS...\n"
+    "\n"
+    "Commands:\n"
+    "  train NETWORK SAMPLES OUTPUT          train a network on labelled samples\n"
+    "  classify [--tsv] NETWORK [RESULTS...] classify the test results of fields\n"
+    "  evaluate NETWORK INPUT OUTPUT         classify a labelled file and report the accuracy\n"
+    "  check NETWORK                         load a network description, list its states and tests\n"
+    "\n"
+    "'veltra COMMAND --help' describes one command. Exit status: 0 on success, 1 on failure.\n";
+
+const char* const kTrainHelp =
+    "Usage: veltra train NETWORK SAMPLES OUTPUT\n"
+    "\n"
+    "Trains the network described in NETWORK on the labelled test lines of SAMPLES\n"
+    "(\";TESTS<tab>states<tab>results\", one field per line) and writes the trained network\n"
+    "description to OUTPUT, ready for classify and evaluate. Progress, a warning for every\n"
+    "test value never seen with a state, and a summary go to standard output.\n";
+
+const char* const kClassifyHelp =
+    "Usage: veltra classify [--tsv] NETWORK [RESULTS...]\n"
+    "\n"
+    "Classifies the test results of one field per RESULTS argument, or per line of standard\n"
+    "input when none is given: one character per test of the trained NETWORK, in the order of\n"
+    "its test lines, \"-\" for a test without a result, \".\" ignored. Prints every state with\n"
+    "its probability, most probable first. With --tsv, prints one line per input instead:\n"
+    "the results, then each state and its probability, all separated by tabs.\n"
+    "Put -- before results that could be taken for an option.\n";
+
+const char* const kEvaluateHelp =
+    "Usage: veltra evaluate NETWORK INPUT OUTPUT\n"
+    "\n"
+    "Classifies every test line of INPUT (\";TESTS<tab>states<tab>results\") with the trained\n"
+    "NETWORK and writes a copy of INPUT to OUTPUT with a result line after each test line\n"
+    "(\";OK\" when the most probable state is one of the expected states, \";ERROR\" when not)\n"
+    "and the accuracy at the end. Progress and the accuracy go to standard output.\n";
+
+const char* const kCheckHelp =
+    "Usage: veltra check NETWORK\n"
+    "\n"
+    "Loads the network description NETWORK and lists its states and its tests, in the order\n"
+    "in which their results are written, or reports why it does not load.\n";
+
+// One engine for the life of a command.
+class Engine {
+public:
+    Engine() { CreateBayesianEngine(&m_handle); }
+    ~Engine() { DestroyBayesianEngine(&m_handle); }
+    Engine(const Engine&) = delete;
+    Engine& operator=(const Engine&) = delete;
+    BayesianEngineHandle get() const { return m_handle; }
+
+private:
+    BayesianEngineHandle m_handle = nullptr;
+};
+
+bool Readable(const std::string& path) { return std::ifstream(path).is_open(); }
+
+// Only asked after the library failed: it has created or truncated the file if it could.
+bool Writable(const std::string& path) { return std::ofstream(path, std::ios::app).is_open(); }
+
+bool SameFile(const std::string& a, const std::string& b)
+{
+    std::error_code error;
+    return std::filesystem::equivalent(a, b, error);
+}
+
+bool StartsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
+
+std::string Trim(const std::string& text)
+{
+    const char* const space = " \t\n\v\f\r";
+    size_t first = text.find_first_not_of(space);
+    if (first == std::string::npos) return std::string();
+    return text.substr(first, text.find_last_not_of(space) - first + 1);
+}
+
+// The non-empty pieces of `text` between any of the `delimiters`.
+std::vector<std::string> Split(const std::string& text, const char* delimiters)
+{
+    std::vector<std::string> pieces;
+    size_t start = 0;
+    while (start <= text.size()) {
+        size_t end = text.find_first_of(delimiters, start);
+        if (end == std::string::npos) end = text.size();
+        if (end > start) pieces.push_back(text.substr(start, end - start));
+        start = end + 1;
+    }
+    return pieces;
+}
+
+struct TestOutline {
+    std::string tag;
+    std::string description;
+    std::vector<std::string> values;
+};
+
+// What `check` reports of a description. The library offers no query for it, so the lines are
+// read again here, after the library accepted them: cut at CR and LF, told apart by their prefix.
+struct NetworkOutline {
+    std::string hypothesis;
+    std::vector<std::string> states;
+    std::vector<TestOutline> tests;
+    int probabilities = 0;
+};
+
+NetworkOutline ReadOutline(const std::string& path)
+{
+    NetworkOutline outline;
+    std::ifstream in(path, std::ios::binary);
+    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    for (const std::string& raw : Split(text, "\r\n")) {
+        std::string line = Trim(raw);
+        if (line.empty() || line[0] == '#' || StartsWith(line, "PARAMETER")) continue;
+        if (line[0] == 'P') {
+            ++outline.probabilities;
+            continue;
+        }
+        // Hypothesis and test lines: NAME = description "item,item,..."
+        size_t equals = line.find('=');
+        if (equals == std::string::npos) continue;
+        std::vector<std::string> pieces = Split(Trim(line.substr(equals + 1)), "\"");
+        if (pieces.size() != 2) continue;
+        std::vector<std::string> items;
+        for (const std::string& item : Split(pieces[1], ",")) items.push_back(Trim(item));
+        if (line[0] == 'H') {
+            outline.hypothesis = Trim(pieces[0]);
+            outline.states = items;
+        } else {
+            outline.tests.push_back({Trim(line.substr(0, equals)), Trim(pieces[0]), items});
+        }
+    }
+    return outline;
+}
+
+std::string Join(const std::vector<std::string>& items, const char* separator)
+{
+    std::string joined;
+    for (const std::string& item : items) joined += (joined.empty() ? "" : separator) + item;
+    return joined;
+}
+
+std::string Counted(size_t n, const char* noun) { return std::to_string(n) + " " + noun + (n == 1 ? "" : "s"); }
+
+// Loads NETWORK into the engine; on failure names the file unless the library already did.
+bool Load(const Engine& engine, const char* command, const std::string& network)
+{
+    if (!engine.get()) {
+        std::fprintf(stderr, "veltra %s: cannot create an engine\n", command);
+        return false;
+    }
+    if (InitializeThruFile(engine.get(), network.c_str()) == 0) return true;
+    if (Readable(network))
+        std::fprintf(stderr, "veltra %s: %s is not a valid network description\n", command, network.c_str());
+    return false;
+}
+
+int Train(const std::vector<std::string>& args, bool)
+{
+    const std::string &network = args[0], &samples = args[1], &output = args[2];
+    if (SameFile(output, network) || SameFile(output, samples)) {
+        std::fprintf(stderr, "veltra train: the output %s would overwrite an input\n", output.c_str());
+        return 1;
+    }
+    // Loading first tells a faulty description apart from a faulty sample file.
+    Engine engine;
+    if (!Load(engine, "train", network)) return 1;
+    if (::Train(engine.get(), network.c_str(), samples.c_str(), output.c_str()) == 0) return 0;
+    std::fflush(stdout);
+    if (Readable(samples) && Writable(output))
+        std::fprintf(stderr, "veltra train: %s: training stopped at a line that does not fit %s\n",
+                     samples.c_str(), network.c_str());
+    return 1;
+}
+
+void PrintClassification(const std::string& results, const char* categories, const double* probabilities,
+                         int32_t count, bool tsv)
+{
+    if (tsv) {
+        std::printf("%s", results.c_str());
+        for (int32_t i = 0; i < count; ++i) std::printf("\t%c\t%.6f", categories[i], probabilities[i]);
+        std::printf("\n");
+        return;
+    }
+    std::printf("%s\n", results.c_str());
+    for (int32_t i = 0; i < count; ++i) std::printf("  %c %7.2f %%\n", categories[i], probabilities[i] * 100.0);
+}
+
+int Classify(const std::vector<std::string>& args, bool tsv)
+{
+    const std::string& network = args[0];
+    Engine engine;
+    if (!Load(engine, "classify", network)) return 1;
+    if (ReadOutline(network).probabilities == 0) {
+        std::fprintf(stderr, "veltra classify: %s holds no probabilities; train it first\n", network.c_str());
+        return 1;
+    }
+
+    int failures = 0;
+    bool first = true;
+    auto classify = [&](const std::string& results, const std::string& where) {
+        char categories[kCapacity];
+        double probabilities[kCapacity];
+        int32_t count = kCapacity;
+        if (Analyze(engine.get(), results.c_str(), categories, probabilities, &count) != 0) {
+            std::fflush(stdout);
+            std::fprintf(stderr, "veltra classify: %s\"%s\" does not fit %s\n", where.c_str(), results.c_str(),
+                         network.c_str());
+            ++failures;
+            return;
+        }
+        if (!tsv && !first) std::printf("\n");
+        first = false;
+        PrintClassification(results, categories, probabilities, count, tsv);
+    };
+
+    if (args.size() > 1) {
+        for (size_t i = 1; i < args.size(); ++i) classify(args[i], "");
+    } else {
+        std::string line;
+        for (long number = 1; std::getline(std::cin, line); ++number) {
+            line = Trim(line);
+            if (!line.empty()) classify(line, "standard input, line " + std::to_string(number) + ": ");
+        }
+    }
+    return failures == 0 ? 0 : 1;
+}
+
+// The number of the INPUT line that stopped an evaluation, found from what reached OUTPUT: each
+// input line is copied before it is judged, and a result line follows each judged test line.
+long StoppingLine(const std::string& output)
+{
+    std::ifstream in(output);
+    std::string line;
+    long copied = 0;
+    bool testLine = false;
+    while (std::getline(in, line)) {
+        if (testLine && (StartsWith(line, ";OK\t") || StartsWith(line, ";ERROR\t"))) {
+            testLine = false;
+            continue;
+        }
+        ++copied;
+        testLine = StartsWith(line, ";TESTS\t");
+    }
+    // A test line left without its result line failed; otherwise the next line could not be read.
+    return testLine ? copied : copied + 1;
+}
+
+int Evaluate(const std::vector<std::string>& args, bool)
+{
+    const std::string &network = args[0], &input = args[1], &output = args[2];
+    if (SameFile(output, network) || SameFile(output, input)) {
+        std::fprintf(stderr, "veltra evaluate: the output %s would overwrite an input\n", output.c_str());
+        return 1;
+    }
+    Engine engine;
+    if (!Load(engine, "evaluate", network)) return 1;
+    if (AnalyzeFile(engine.get(), input.c_str(), output.c_str()) == 0) return 0;
+    std::fflush(stdout);
+    if (Readable(input) && Writable(output))
+        std::fprintf(stderr, "veltra evaluate: %s, line %ld: the line does not fit %s\n", input.c_str(),
+                     StoppingLine(output), network.c_str());
+    return 1;
+}
+
+int Check(const std::vector<std::string>& args, bool)
+{
+    const std::string& network = args[0];
+    Engine engine;
+    if (!Load(engine, "check", network)) return 1;
+
+    NetworkOutline outline = ReadOutline(network);
+    std::printf("%s: hypothesis %s, %s, %s\n", network.c_str(), outline.hypothesis.c_str(),
+                Counted(outline.states.size(), "state").c_str(), Counted(outline.tests.size(), "test").c_str());
+    std::printf("States: %s\n", Join(outline.states, " ").c_str());
+    std::printf("Tests, one result character each, in this order:\n");
+    size_t tagWidth = 0, valuesWidth = 0;
+    for (const TestOutline& test : outline.tests) {
+        tagWidth = std::max(tagWidth, test.tag.size());
+        valuesWidth = std::max(valuesWidth, Join(test.values, ",").size());
+    }
+    for (size_t i = 0; i < outline.tests.size(); ++i) {
+        const TestOutline& test = outline.tests[i];
+        std::printf("  %2zu  %-*s  %-*s  %s\n", i + 1, static_cast<int>(tagWidth), test.tag.c_str(),
+                    static_cast<int>(valuesWidth), Join(test.values, ",").c_str(), test.description.c_str());
+    }
+    if (outline.probabilities == 0)
+        std::printf("Probabilities: none; train the network before classifying with it\n");
+    else
+        std::printf("Probabilities: %d lines\n", outline.probabilities);
+
+    // Test lines and classification know one character per state and per value.
+    std::fflush(stdout);
+    for (const std::string& state : outline.states)
+        if (state.size() != 1)
+            std::fprintf(stderr, "veltra check: warning: state \"%s\" is not one character\n", state.c_str());
+    for (const TestOutline& test : outline.tests)
+        for (const std::string& value : test.values)
+            if (value.size() != 1)
+                std::fprintf(stderr, "veltra check: warning: value \"%s\" of test %s is not one character\n",
+                             value.c_str(), test.tag.c_str());
+    return 0;
+}
+
+struct Command {
+    const char* name;
+    const char* help;
+    size_t minArgs;
+    size_t maxArgs;
+    bool takesTsv;
+    int (*run)(const std::vector<std::string>& args, bool tsv);
+};
+
+const Command kCommands[] = {
+    {"train", kTrainHelp, 3, 3, false, Train},
+    {"classify", kClassifyHelp, 1, SIZE_MAX, true, Classify},
+    {"evaluate", kEvaluateHelp, 3, 3, false, Evaluate},
+    {"check", kCheckHelp, 1, 1, false, Check},
+};
+
+// Only the exact option names are options: test results may begin with "-" or "--".
+int Run(const Command& command, int argc, char** argv)
+{
+    std::vector<std::string> args;
+    bool tsv = false;
+    bool options = true;
+    for (int i = 0; i < argc; ++i) {
+        const char* arg = argv[i];
+        if (options && std::strcmp(arg, "--") == 0) {
+            options = false;
+        } else if (options && std::strcmp(arg, "--help") == 0) {
+            std::fputs(command.help, stdout);
+            return 0;
+        } else if (options && command.takesTsv && std::strcmp(arg, "--tsv") == 0) {
+            tsv = true;
+        } else if (options && !command.takesTsv && StartsWith(arg, "--")) {
+            std::fprintf(stderr, "veltra %s: unknown option %s\n", command.name, arg);
+            return 1;
+        } else {
+            args.push_back(arg);
+        }
+    }
+    if (args.size() < command.minArgs || args.size() > command.maxArgs) {
+        // The usage line: the help text up to its first line end.
+        std::fprintf(stderr, "veltra %s: wrong number of arguments\n%.*s\n", command.name,
+                     static_cast<int>(std::strcspn(command.help, "\n")), command.help);
+        return 1;
+    }
+    return command.run(args, tsv);
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc < 2) {
+        std::fputs(kUsage, stderr);
+        return 1;
+    }
+    if (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "help") == 0) {
+        std::fputs(kUsage, stdout);
+        return 0;
+    }
+    for (const Command& command : kCommands)
+        if (std::strcmp(argv[1], command.name) == 0) return Run(command, argc - 2, argv + 2);
+    std::fprintf(stderr, "veltra: unknown command %s\n\n%s", argv[1], kUsage);
+    return 1;
+}
