@@ -35,6 +35,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         }
         report = silence.Text();
     }
-    if (report.find("Memory leak detected!") != std::string::npos) fuzz::Fail("leak report in ordinary use");
+    // Messages echo the offending text, so only a report the input did not bring in counts.
+    const char* leak = "Memory leak detected!";
+    if (report.find(leak) != std::string::npos && text.find(leak) == std::string::npos)
+        fuzz::Fail("leak report in ordinary use");
     return 0;
 }
