@@ -178,6 +178,15 @@ bool Load(const Engine& engine, const char* command, const std::string& network)
     return false;
 }
 
+// A description without probability lines loads, but cannot classify.
+bool LoadTrained(const Engine& engine, const char* command, const std::string& network)
+{
+    if (!Load(engine, command, network)) return false;
+    if (ReadOutline(network).probabilities > 0) return true;
+    std::fprintf(stderr, "veltra %s: %s holds no probabilities; train it first\n", command, network.c_str());
+    return false;
+}
+
 int Train(const std::vector<std::string>& args, bool)
 {
     const std::string &network = args[0], &samples = args[1], &output = args[2];
@@ -213,11 +222,7 @@ int Classify(const std::vector<std::string>& args, bool tsv)
 {
     const std::string& network = args[0];
     Engine engine;
-    if (!Load(engine, "classify", network)) return 1;
-    if (ReadOutline(network).probabilities == 0) {
-        std::fprintf(stderr, "veltra classify: %s holds no probabilities; train it first\n", network.c_str());
-        return 1;
-    }
+    if (!LoadTrained(engine, "classify", network)) return 1;
 
     int failures = 0;
     bool first = true;
@@ -277,7 +282,7 @@ int Evaluate(const std::vector<std::string>& args, bool)
         return 1;
     }
     Engine engine;
-    if (!Load(engine, "evaluate", network)) return 1;
+    if (!LoadTrained(engine, "evaluate", network)) return 1;
     if (AnalyzeFile(engine.get(), input.c_str(), output.c_str()) == 0) return 0;
     std::fflush(stdout);
     if (Readable(input) && Writable(output))
