@@ -1,0 +1,64 @@
+#!/usr/bin/env bash
+# The bundled example end to end: builds the veltra command if needed (in build/demo), trains the
+# form-field network on examples/fields/train.txt, evaluates the held-out fields of
+# examples/fields/eval.txt, prints the accuracy and classifies a few fields.
+# Installs cmake and g++ when they are missing and it runs as root (Debian).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+jobs=${VELTRA_JOBS:-2}
+example=examples/fields
+out=build/demo
+veltra=$out/cli/veltra
+
+need=()
+command -v cmake >/dev/null || need+=(cmake)
+command -v make >/dev/null || need+=(make)
+command -v gcc >/dev/null || need+=(gcc)
+command -v g++ >/dev/null || need+=(g++)
+if [ ${#need[@]} -gt 0 ]; then
+    if [ "$(id -u)" != 0 ]; then
+        echo "demo.sh: missing ${need[*]}; install them (as root: apt-get install ${need[*]})" >&2
+        exit 1
+    fi
+    echo "== Installing ${need[*]}"
+    export DEBIAN_FRONTEND=noninteractive
+    apt-get update -qq
+    apt-get install -y -qq --no-install-recommends "${need[@]}" >/dev/null
+fi
+
+# The progress display rewrites one line in place with backspaces; show its final state only.
+final_progress() { sed "s/.*$(printf '\b')//"; }
+
+echo "== Building the veltra command in $out"
+if [ ! -f $out/CMakeCache.txt ]; then
+    cmake -S . -B $out -DCMAKE_BUILD_TYPE=Release -DVELTRA_BUILD_TESTS=OFF -DVELTRA_BUILD_FUZZ=OFF >/dev/null
+fi
+cmake --build $out -j "$jobs" --target veltra >/dev/null
+
+echo
+echo "== Training $example/network.txt on $example/train.txt"
+echo "\$ $veltra train $example/network.txt $example/train.txt $out/trained.txt"
+$veltra train $example/network.txt $example/train.txt $out/trained.txt | final_progress
+
+echo
+echo "== Evaluating the held-out fields of $example/eval.txt"
+echo "\$ $veltra evaluate $out/trained.txt $example/eval.txt $out/evaluated.txt"
+$veltra evaluate $out/trained.txt $example/eval.txt $out/evaluated.txt | final_progress | grep -v '^$'
+fields=$(grep -c '^;TESTS' $example/eval.txt)
+wrong=$(grep -c '^;ERROR' $out/evaluated.txt || true)
+echo "$((fields - wrong)) of $fields held-out fields classified right; each with its verdict in $out/evaluated.txt"
+
+echo
+echo "== Classifying a few held-out fields, one of each kind"
+# eval.txt holds each field as a comment before its test line; take the first field of each state.
+picked=$(awk -F'\t' '/^# / { field = substr($0, 3) }
+    /^;TESTS/ && !seen[$2]++ { printf "%-18s expected %s   test results %s\n", field, $2, $3 }' $example/eval.txt)
+echo "$picked"
+read -r -a results <<<"$(awk '{ printf "%s ", $NF }' <<<"$picked")"
+echo "\$ $veltra classify $out/trained.txt ${results[*]}"
+$veltra classify $out/trained.txt "${results[@]}"
+
+echo
+echo "== The same, one tab-separated line per field, for scripts and pipes"
+echo "\$ grep -m 5 '^;TESTS' $example/eval.txt | cut -f3 | $veltra classify --tsv $out/trained.txt"
+grep -m 5 '^;TESTS' $example/eval.txt | cut -f3 | $veltra classify --tsv $out/trained.txt
