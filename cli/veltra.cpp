@@ -19,8 +19,6 @@
 
 namespace {
 
-constexpr int32_t kCapacity = 256;  // states per network that classify can report
-
 const char* const kUsage =
     "Usage: veltra COMMAND ARGUMENTS...\n"
     "\n"
@@ -178,13 +176,15 @@ bool Load(const Engine& engine, const char* command, const std::string& network)
     return false;
 }
 
-// A description without probability lines loads, but cannot classify.
-bool LoadTrained(const Engine& engine, const char* command, const std::string& network)
+// Loads a network that can classify; a description without probability lines loads, but cannot.
+// Returns its number of states, 0 on failure.
+size_t LoadTrained(const Engine& engine, const char* command, const std::string& network)
 {
-    if (!Load(engine, command, network)) return false;
-    if (ReadOutline(network).probabilities > 0) return true;
+    if (!Load(engine, command, network)) return 0;
+    NetworkOutline outline = ReadOutline(network);
+    if (outline.probabilities > 0) return std::max<size_t>(outline.states.size(), 1);
     std::fprintf(stderr, "veltra %s: %s holds no probabilities; train it first\n", command, network.c_str());
-    return false;
+    return 0;
 }
 
 int Train(const std::vector<std::string>& args, bool)
@@ -222,15 +222,17 @@ int Classify(const std::vector<std::string>& args, bool tsv)
 {
     const std::string& network = args[0];
     Engine engine;
-    if (!LoadTrained(engine, "classify", network)) return 1;
+    size_t states = LoadTrained(engine, "classify", network);
+    if (states == 0) return 1;
 
+    // Analyze writes one entry per state into arrays of the capacity given in `count`.
+    std::vector<char> categories(states);
+    std::vector<double> probabilities(states);
     int failures = 0;
     bool first = true;
     auto classify = [&](const std::string& results, const std::string& where) {
-        char categories[kCapacity];
-        double probabilities[kCapacity];
-        int32_t count = kCapacity;
-        if (Analyze(engine.get(), results.c_str(), categories, probabilities, &count) != 0) {
+        int32_t count = static_cast<int32_t>(states);
+        if (Analyze(engine.get(), results.c_str(), categories.data(), probabilities.data(), &count) != 0) {
             std::fflush(stdout);
             std::fprintf(stderr, "veltra classify: %s\"%s\" does not fit %s\n", where.c_str(), results.c_str(),
                          network.c_str());
@@ -239,7 +241,7 @@ int Classify(const std::vector<std::string>& args, bool tsv)
         }
         if (!tsv && !first) std::printf("\n");
         first = false;
-        PrintClassification(results, categories, probabilities, count, tsv);
+        PrintClassification(results, categories.data(), probabilities.data(), count, tsv);
     };
 
     if (args.size() > 1) {
@@ -282,7 +284,7 @@ int Evaluate(const std::vector<std::string>& args, bool)
         return 1;
     }
     Engine engine;
-    if (!LoadTrained(engine, "evaluate", network)) return 1;
+    if (LoadTrained(engine, "evaluate", network) == 0) return 1;
     if (AnalyzeFile(engine.get(), input.c_str(), output.c_str()) == 0) return 0;
     std::fflush(stdout);
     if (Readable(input) && Writable(output))
