@@ -59,6 +59,15 @@ private:
     std::string m_path;
 };
 
+// The items of a Vector<String> (or anything with Size() and [i].str()), each in brackets: "[a][][b]".
+template <class Items>
+std::string Joined(const Items& items)
+{
+    std::string text;
+    for (int i = 0; i < items.Size(); ++i) text += "[" + items[i].str() + "]";
+    return text;
+}
+
 std::string ReadFile(const std::string& path);
 // The directory of checked-in test data (tests/data).
 std::string DataDir();
