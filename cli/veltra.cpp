@@ -116,8 +116,9 @@ struct TestOutline {
     std::vector<std::string> values;
 };
 
-// What `check` reports of a description. The library offers no query for it, so the lines are
-// read again here, after the library accepted them: cut at CR and LF, told apart by their prefix.
+// What the command shows or needs of a description and the API does not tell: hypothesis,
+// states, tests and whether it holds probabilities. The lines are read again here, after the
+// library accepted them: cut at CR and LF, told apart by their prefix.
 struct NetworkOutline {
     std::string hypothesis;
     std::vector<std::string> states;
