@@ -158,7 +158,12 @@ void String::ReadLine(std::istream& stream, String& line)
     buffer[0] = '\0';
     stream.getline(buffer, sizeof buffer);
     line = buffer;
-    if (stream.fail() && !stream.eof()) VELTRA_RAISE("Line is longer than 1023 bytes");
+    if (stream.fail() && !stream.eof()) {
+        // A full buffer without a newline is a line too long; anything else is a failed stream.
+        if (stream.gcount() == static_cast<std::streamsize>(sizeof buffer - 1))
+            VELTRA_RAISE("Line is longer than 1023 bytes");
+        VELTRA_RAISE("Cannot read from input stream");
+    }
 }
 
 Ptr<Vector<String>> String::GetTokens(const String& delimiters, bool skipEmpty) const

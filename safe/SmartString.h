@@ -79,7 +79,8 @@ public:
 
     // Reads one line (at most 1023 bytes, the newline dropped) into `line`. A longer line leaves the
     // stream in its fail state with the first 1023 bytes read; this raises
-    // "Line is longer than 1023 bytes" so that no reader loops on it.
+    // "Line is longer than 1023 bytes" so that no reader loops on it; a stream that fails for
+    // another reason raises "Cannot read from input stream".
     static void ReadLine(std::istream& stream, String& line);
 
     // A new heap vector of the tokens, owned by the caller (take it with an AutoPtr).
