@@ -1,0 +1,69 @@
+// Shared by the export-level hosts: counted checks, and standard error (file descriptor 2, which
+// the library writes through) captured around one call.
+#ifndef VELTRA_TESTS_API_HOSTSUPPORT_H
+#define VELTRA_TESTS_API_HOSTSUPPORT_H
+
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <random>
+#include <sstream>
+#include <string>
+
+#if defined(_WIN32)
+#include <io.h>
+#define VELTRA_POSIX(name) _##name
+#else
+#include <unistd.h>
+#define VELTRA_POSIX(name) name
+#endif
+
+namespace host {
+
+inline int g_failures = 0;
+
+// Prints "FAILED: <what>" and counts a failure unless `ok`.
+inline void Check(bool ok, const std::string& what)
+{
+    if (ok) return;
+    std::printf("FAILED: %s\n", what.c_str());
+    ++g_failures;
+}
+
+inline std::string ReadFile(const std::filesystem::path& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+// Runs `action` with file descriptor 2 redirected into a temporary file; returns what was written.
+inline std::string CaptureStderr(const std::function<void()>& action)
+{
+    static const std::string path = (std::filesystem::temp_directory_path() /
+                                     ("veltra-stderr-" + std::to_string(std::random_device()()) + ".txt"))
+                                        .string();
+    std::fflush(stderr);
+    const int saved = VELTRA_POSIX(dup)(2);
+    std::FILE* sink = std::fopen(path.c_str(), "wb");
+    if (saved < 0 || !sink) {
+        Check(false, "redirecting standard error");
+        action();
+        return "";
+    }
+    VELTRA_POSIX(dup2)(VELTRA_POSIX(fileno)(sink), 2);
+    action();
+    std::fflush(stderr);
+    VELTRA_POSIX(dup2)(saved, 2);
+    VELTRA_POSIX(close)(saved);
+    std::fclose(sink);
+    std::string text = ReadFile(path);
+    std::remove(path.c_str());
+    return text;
+}
+
+}  // namespace host
+
+#endif  // VELTRA_TESTS_API_HOSTSUPPORT_H
