@@ -28,7 +28,7 @@ fi
 
 passed=0
 failed=0
-run_suite() {  # name preset
+run_suite() {  # name preset [ctest jobs]
   local name=$1 preset=$2 log
   echo "== $name: configure and build"
   cmake --preset "$preset" >/dev/null
@@ -36,7 +36,7 @@ run_suite() {  # name preset
   echo "== $name: test"
   log=$(mktemp)
   set +e
-  ctest --preset "$preset" -j "$jobs" 2>&1 | tee "$log" | grep -v -E '^ *[0-9]+/[0-9]+ Test +#[0-9]+: .* Passed'
+  ctest --preset "$preset" -j "${3:-$jobs}" 2>&1 | tee "$log" | grep -v -E '^ *[0-9]+/[0-9]+ Test +#[0-9]+: .* Passed'
   local status=${PIPESTATUS[0]}
   set -e
   local line total bad
@@ -59,8 +59,13 @@ export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 
 run_suite "Linux" default
 run_suite "Linux with sanitizers" sanitize
+# One wine server for the whole suite, started before any test: test programs that start it
+# themselves, in parallel on a new prefix, can race its start-up.
 mkdir -p "$WINEPREFIX"
-run_suite "Windows (wine)" windows
+wineserver -p
+wineboot -i >/dev/null 2>&1 || true
+run_suite "Windows (wine)" windows 1
+wineserver -k || true
 
 echo
 echo "Veltra: $passed passed, $failed failed"
