@@ -15,16 +15,8 @@ command -v cmake >/dev/null || need+=(cmake)
 command -v make >/dev/null || need+=(make)
 command -v gcc >/dev/null || need+=(gcc)
 command -v g++ >/dev/null || need+=(g++)
-if [ ${#need[@]} -gt 0 ]; then
-    if [ "$(id -u)" != 0 ]; then
-        echo "demo.sh: missing ${need[*]}; install them (as root: apt-get install ${need[*]})" >&2
-        exit 1
-    fi
-    echo "== Installing ${need[*]}"
-    export DEBIAN_FRONTEND=noninteractive
-    apt-get update -qq
-    apt-get install -y -qq --no-install-recommends "${need[@]}" >/dev/null
-fi
+. scripts/packages.sh
+install_missing demo.sh "${need[@]}"
 
 # The progress display rewrites one line in place with backspaces; show its final state only.
 final_progress() { sed "s/.*$(printf '\b')//"; }
