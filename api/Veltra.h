@@ -9,7 +9,9 @@
  *  2. InitializeThruFile, InitializeThruParam and Analyze return -1 at once for a null
  *     handle or a null text or array. Train and AnalyzeFile deliberately check nothing: a null
  *     file name is taken as the empty name (which fails to open), and a null handle is not
- *     guarded. DestroyBayesianEngine accepts a handle variable holding null and does nothing.
+ *     guarded. CreateBayesianEngine and DestroyBayesianEngine take the address of the host's
+ *     handle variable, which must not be null; DestroyBayesianEngine accepts a handle variable
+ *     holding null and does nothing.
  *  3. Analyze writes into arrays the caller owns: *count carries their capacity in and the
  *     number of entries written out. With too small a capacity it returns -1 and writes nothing.
  *  4. DestroyBayesianEngine does not reset the caller's handle variable: do not use it again.
