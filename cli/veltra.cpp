@@ -86,6 +86,15 @@ bool SameFile(const std::string& a, const std::string& b)
     return std::filesystem::equivalent(a, b, error);
 }
 
+// Refuses an output that names one of the inputs: the run would truncate it before reading it.
+bool OverwritesInput(const char* command, const std::string& output, const std::string& first,
+                     const std::string& second)
+{
+    if (!SameFile(output, first) && !SameFile(output, second)) return false;
+    std::fprintf(stderr, "veltra %s: the output %s would overwrite an input\n", command, output.c_str());
+    return true;
+}
+
 bool StartsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
 
 std::string Trim(const std::string& text)
@@ -191,10 +200,7 @@ size_t LoadTrained(const Engine& engine, const char* command, const std::string&
 int Train(const std::vector<std::string>& args, bool)
 {
     const std::string &network = args[0], &samples = args[1], &output = args[2];
-    if (SameFile(output, network) || SameFile(output, samples)) {
-        std::fprintf(stderr, "veltra train: the output %s would overwrite an input\n", output.c_str());
-        return 1;
-    }
+    if (OverwritesInput("train", output, network, samples)) return 1;
     // Loading first tells a faulty description apart from a faulty sample file.
     Engine engine;
     if (!Load(engine, "train", network)) return 1;
@@ -280,10 +286,7 @@ long StoppingLine(const std::string& output)
 int Evaluate(const std::vector<std::string>& args, bool)
 {
     const std::string &network = args[0], &input = args[1], &output = args[2];
-    if (SameFile(output, network) || SameFile(output, input)) {
-        std::fprintf(stderr, "veltra evaluate: the output %s would overwrite an input\n", output.c_str());
-        return 1;
-    }
+    if (OverwritesInput("evaluate", output, network, input)) return 1;
     Engine engine;
     if (LoadTrained(engine, "evaluate", network) == 0) return 1;
     if (AnalyzeFile(engine.get(), input.c_str(), output.c_str()) == 0) return 0;
