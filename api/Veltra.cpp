@@ -7,9 +7,6 @@
 
 #include "engine/FieldClassifier.h"
 
-using veltra::AutoPtr;
-using veltra::DubiousData;
-using veltra::DubiousDataList;
 using veltra::FieldClassifier;
 using veltra::String;
 
@@ -84,20 +81,7 @@ VELTRA_API int32_t VELTRA_CALL Analyze(BayesianEngineHandle engine, const char* 
                                        double* probabilities, int32_t* count)
 {
     if (!engine || !testResults || !categories || !probabilities || !count) return -1;
-    return Guard([&] {
-        AutoPtr<DubiousDataList> table(ToEngine(engine)->Analyze(String(testResults), false));
-        int32_t n = table->Size();
-        if (*count < n) return -1;
-        *count = n;
-        veltra::Ptr<veltra::Vector<String>> states = table->GetKeys();
-        for (int32_t i = 0; i < n; ++i) {
-            const DubiousData& entry = *table->Get((*states)[i]);
-            // States are one character; an empty name gives its terminating zero.
-            categories[i] = entry.GetValue()[0];
-            probabilities[i] = entry.m_figure;
-        }
-        return 0;
-    });
+    return Guard([&] { return ToEngine(engine)->AnalyzeInto(testResults, categories, probabilities, count); });
 }
 
 VELTRA_API int32_t VELTRA_CALL AnalyzeFile(BayesianEngineHandle engine, const char* inputFile, const char* outputFile)

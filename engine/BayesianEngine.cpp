@@ -1,10 +1,14 @@
 #include "engine/BayesianEngine.h"
 
+#include <cctype>
 #include <cstdio>
 #include <ctime>
 #include <fstream>
 #include <iostream>
 #include <string>
+
+#include "engine/NumberText.h"
+#include "engine/ProgressCounter.h"
 
 namespace veltra {
 
@@ -83,6 +87,7 @@ void BayesianEngine::Train(String networkFile, String sampleFile, String outputF
     network.close();
 
     SeedCountTable();
+    if (m_fastPath && !counts) m_sampleCounters.Build(m_network, m_countTable);
     int32_t sampleListCount = 0;
     ReadSampleFile(samples, counts, sampleListCount);
     samples.close();
@@ -123,21 +128,39 @@ void BayesianEngine::SeedCountTable()
 
 void BayesianEngine::ReadSampleFile(std::istream& samples, bool counts, int32_t& sampleListCount)
 {
+    // The flat counters go into the count table however the reading ends.
+    struct FoldOnExit {
+        SampleCounters& counters;
+        ~FoldOnExit() { counters.Fold(); }
+    } fold{m_sampleCounters};
+
     int32_t total = CountNewlines(samples);
-    int32_t lineNumber = 0;
+    ProgressCounter progress(23, total, m_fastPath);
     String line;
     while (!samples.eof()) {
         String::ReadLine(samples, line);
-        String trimmed = line.Trim();
-        if (trimmed.Length() == 0 || trimmed.StartsWith("#")) continue;
-        // Progress rewritten in place: the backspaces erase the previous text.
-        std::cout << "\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b" << "Line: " << ++lineNumber << " / " << total;
+        // The line without the white space at either end.
+        const std::string& text = line.str();
+        size_t first = 0, end = text.size();
+        while (first < end && std::isspace(static_cast<unsigned char>(text[first]))) ++first;
+        while (end > first && std::isspace(static_cast<unsigned char>(text[end - 1]))) --end;
+        if (first == end || text[first] == '#') continue;
+        progress.Step();
         if (!counts)
-            ProcessSampleLine(trimmed, &sampleListCount);
+            ProcessSampleLine(String(text.substr(first, end - first)), &sampleListCount);
         else
-            ReadCountLine(trimmed);
+            ReadCountLine(String(text.substr(first, end - first)));
     }
     std::cout << std::endl;
+}
+
+void BayesianEngine::CountSample(char state, const char* results, int32_t length)
+{
+    if (m_sampleCounters.Add(state, results, length)) {
+        ++m_totalSampleCount;
+        return;
+    }
+    AddSample(String(state), String(std::string(results, static_cast<size_t>(length))));
 }
 
 void BayesianEngine::AddSample(const String& state, const String& results)
@@ -178,8 +201,23 @@ void BayesianEngine::WriteCountTable(std::ostream& out, int32_t sampleListCount)
     out << "\n# Number of sample strings: " << m_totalSampleCount;
     out << "\n\n\n# Count table:\n\n";
     Ptr<Vector<String>> keys = m_countTable.GetKeys();
-    for (int32_t i = 0; i < keys->Size(); ++i)
-        out << "# C(" << (*keys)[i] << ") = " << m_countTable.Get((*keys)[i]).m_value << "\n";
+    if (!m_fastPath || !WritesPlainNumbers(out)) {
+        for (int32_t i = 0; i < keys->Size(); ++i)
+            out << "# C(" << (*keys)[i] << ") = " << m_countTable.Get((*keys)[i]).m_value << "\n";
+        return;
+    }
+    std::string text;
+    for (int32_t i = 0; i < keys->Size(); ++i) {
+        text += "# C(";
+        text += (*keys)[i].str();
+        text += ") = ";
+        AppendInteger(text, m_countTable.Get((*keys)[i]).m_value);
+        text += '\n';
+        if (text.size() >= 65536 || i + 1 == keys->Size()) {
+            out.write(text.data(), static_cast<std::streamsize>(text.size()));
+            text.clear();
+        }
+    }
 }
 
 void BayesianEngine::WriteProbabilities(std::ostream& out, bool counts)

@@ -10,6 +10,7 @@
 #include <iosfwd>
 
 #include "engine/DubiousData.h"
+#include "engine/SampleCounters.h"
 #include "net/NaiveBayesNet.h"
 #include "safe/HashTable.h"
 #include "safe/SmartString.h"
@@ -56,14 +57,28 @@ public:
     // largest probability of the same distribution (the earliest of equal ones).
     void ApplyProbabilityFloor(HashTable<Double>& table) const;
 
+    // On by default: classification, training and batch evaluation take their fast paths wherever
+    // those give exactly what the keyed way gives. Off, they take the keyed way alone (the
+    // reference the fast paths are tested against).
+    void SetFastPath(bool enabled)
+    {
+        m_fastPath = enabled;
+        m_network.SetFastPath(enabled);
+    }
+
     NaiveBayesNet& GetNetwork() { return m_network; }
     const HashTable<Long>& GetCountTable() const { return m_countTable; }
     int32_t GetTotalSampleCount() const { return m_totalSampleCount; }
 
 protected:
+    // Counts one sample as AddSample(String(state), results) does, through the run's flat
+    // counters where they can count it.
+    void CountSample(char state, const char* results, int32_t length);
+
     NaiveBayesNet m_network;
     HashTable<Long> m_countTable;
     int32_t m_totalSampleCount = 0;
+    bool m_fastPath = true;
 
 private:
     void SeedCountTable();
@@ -72,6 +87,8 @@ private:
     void WriteProbabilities(std::ostream& out, bool counts);
     void WriteFigures(std::ostream& out, bool cp);
     int32_t Count(const String& key) { return m_countTable.Get(key).m_value; }
+
+    SampleCounters m_sampleCounters;
 };
 
 }  // namespace veltra

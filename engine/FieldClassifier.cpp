@@ -1,14 +1,59 @@
 #include "engine/FieldClassifier.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <iostream>
+#include <numeric>
+#include <string_view>
+
+#include "engine/NumberText.h"
+#include "engine/ProgressCounter.h"
 
 namespace veltra {
+
+namespace {
+
+// The fields of a line as GetTokens("\t", true) cuts them, without copying: runs of tabs separate
+// and the text ends at its first zero byte. Returns the number of fields and keeps the first
+// `capacity` of them.
+size_t CutFields(const char* text, std::string_view* fields, size_t capacity)
+{
+    size_t count = 0;
+    for (const char* p = text + std::strspn(text, "\t"); *p; p += std::strspn(p, "\t")) {
+        const size_t length = std::strcspn(p, "\t");
+        if (count < capacity) fields[count] = std::string_view(p, length);
+        ++count;
+        p += length;
+    }
+    return count;
+}
+
+// True when every byte is white space (the line trims to nothing).
+bool IsBlank(const std::string& text)
+{
+    return std::all_of(text.begin(), text.end(), [](char c) { return std::isspace(static_cast<unsigned char>(c)); });
+}
+
+void Write(std::ostream& out, const std::string& text) { out.write(text.data(), static_cast<std::streamsize>(text.size())); }
+
+}  // namespace
 
 void FieldClassifier::ProcessSampleLine(String line, int32_t* sampleListCount)
 {
     if (!line.StartsWith(";TESTS\t")) return;
+    if (m_fastPath) {
+        std::string_view fields[3];
+        if (CutFields(line.c_str(), fields, 3) != 3) VELTRA_RAISE("Wrong format in line:\n", line);
+        m_cleaned.clear();
+        for (char c : fields[2])
+            if (c != '.') m_cleaned += c;
+        for (char state : fields[1]) CountSample(state, m_cleaned.data(), static_cast<int32_t>(m_cleaned.size()));
+        *sampleListCount = 1;
+        return;
+    }
     // Runs of tabs count as one separator.
     AutoPtr<Vector<String>> tokens(line.GetTokens("\t", true));
     if (tokens->Size() != 3) VELTRA_RAISE("Wrong format in line:\n", line);
@@ -17,6 +62,35 @@ void FieldClassifier::ProcessSampleLine(String line, int32_t* sampleListCount)
     for (int32_t i = 0; i < states.Length(); ++i) AddSample(String(states[i]), results);
     // An assignment, not an increment: the trained file reports 1 once any sample line was read.
     *sampleListCount = 1;
+}
+
+bool FieldClassifier::RankFast(const char* results, size_t length)
+{
+    const CompiledNetwork* compiled = m_network.GetCompiled();
+    if (!compiled) return false;
+    if (std::memchr(results, '.', length)) {
+        m_cleaned.clear();
+        for (size_t i = 0; i < length; ++i)
+            if (results[i] != '.') m_cleaned += results[i];
+        results = m_cleaned.data();
+        length = m_cleaned.size();
+    }
+    if (length > INT32_MAX) return false;
+    const size_t states = static_cast<size_t>(compiled->StateCount());
+    m_levels.resize(states);
+    if (!m_network.GetConfLevels(results, static_cast<int32_t>(length), m_levels.data())) return false;
+    // Repeatedly the largest of the remaining levels, the earliest of equal ones: the order in
+    // which SortDubiousDataList leaves a result table.
+    m_ranking.resize(states);
+    std::iota(m_ranking.begin(), m_ranking.end(), 0);
+    for (size_t i = 0; i < states; ++i) {
+        size_t best = i;
+        for (size_t j = i + 1; j < states; ++j)
+            if (m_levels[static_cast<size_t>(m_ranking[j])] > m_levels[static_cast<size_t>(m_ranking[best])]) best = j;
+        std::rotate(m_ranking.begin() + static_cast<std::ptrdiff_t>(i), m_ranking.begin() + static_cast<std::ptrdiff_t>(best),
+                    m_ranking.begin() + static_cast<std::ptrdiff_t>(best) + 1);
+    }
+    return true;
 }
 
 Ptr<DubiousDataList> FieldClassifier::Analyze(String results, bool verbose)
@@ -29,6 +103,21 @@ Ptr<DubiousDataList> FieldClassifier::Analyze(String results, bool verbose)
     table->m_deleteItems = true;
     Ptr<DubiousDataList> owned(table);
     try {
+        if (!verbose && RankFast(results.c_str(), static_cast<size_t>(results.Length()))) {
+            // Already ranked: the records go in in the order the sort would leave them.
+            const CompiledNetwork& compiled = *m_network.GetCompiled();
+            for (int32_t s : m_ranking) {
+                DubiousData* entry = NewObject<DubiousData>(String(compiled.StateName(s)), m_levels[static_cast<size_t>(s)]);
+                Ptr<DubiousData> record(entry);
+                try {
+                    table->Add(entry->GetValue(), record);
+                } catch (...) {
+                    delete entry;
+                    throw;
+                }
+            }
+            return owned;
+        }
         AutoPtr<Vector<String>> stateKeys(m_network.GetHypothesisKeys());
         for (int32_t i = 0; i < stateKeys->Size(); ++i) {
             const String& stateKey = (*stateKeys)[i];
@@ -52,6 +141,36 @@ Ptr<DubiousDataList> FieldClassifier::Analyze(String results, bool verbose)
     return owned;
 }
 
+int32_t FieldClassifier::AnalyzeInto(const char* results, char* categories, double* probabilities, int32_t* count)
+{
+    if (!m_network.HasHypothesis()) VELTRA_RAISE("Network has not been initialized yet");
+    if (RankFast(results, std::strlen(results))) {
+        const CompiledNetwork& compiled = *m_network.GetCompiled();
+        const int32_t n = compiled.StateCount();
+        if (*count < n) return -1;
+        *count = n;
+        for (int32_t i = 0; i < n; ++i) {
+            const int32_t s = m_ranking[static_cast<size_t>(i)];
+            // The name's first character: the one after "H=", the terminating zero for an empty name.
+            categories[i] = compiled.StateKey(s)[2];
+            probabilities[i] = m_levels[static_cast<size_t>(s)];
+        }
+        return 0;
+    }
+    AutoPtr<DubiousDataList> table(Analyze(String(results), false));
+    int32_t n = table->Size();
+    if (*count < n) return -1;
+    *count = n;
+    Ptr<Vector<String>> states = table->GetKeys();
+    for (int32_t i = 0; i < n; ++i) {
+        const DubiousData& entry = *table->Get((*states)[i]);
+        // States are one character; an empty name gives its terminating zero.
+        categories[i] = entry.GetValue()[0];
+        probabilities[i] = entry.m_figure;
+    }
+    return 0;
+}
+
 void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
 {
     std::ifstream in(inputFile.c_str());
@@ -61,15 +180,59 @@ void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
 
     int32_t total = CountNewlines(in);
     out.precision(4);
-    int32_t linesRead = 0;
+    ProgressCounter progress(22, total, m_fastPath);
+    // Lines are assembled and written at once where the output writes numbers plainly.
+    const bool assemble = m_fastPath && WritesPlainNumbers(out);
     int32_t correct = 0;
     int32_t wrong = 0;
     String line;
+    std::string text;
     while (!in.eof()) {
         String::ReadLine(in, line);
-        out << line << "\n";
-        std::cout << "\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b" << "Line: " << ++linesRead << " / " << total;
-        if (line.Trim().Length() == 0 || !line.StartsWith(";TESTS\t")) continue;
+        if (assemble) {
+            text.assign(line.str());
+            text += '\n';
+            Write(out, text);
+        } else {
+            out << line << "\n";
+        }
+        progress.Step();
+
+        if (assemble) {
+            if (IsBlank(line.str()) || line.str().compare(0, 7, ";TESTS\t") != 0) continue;
+            std::string_view fields[3];
+            if (CutFields(line.c_str(), fields, 3) < 3) VELTRA_RAISE("Wrong format in line:\n", line);
+            if (RankFast(fields[2].data(), fields[2].size())) {
+                const CompiledNetwork& compiled = *m_network.GetCompiled();
+                const std::string_view winner = std::string_view(compiled.StateKey(m_ranking[0])).substr(2);
+                // A line is right when the most probable state is any one of its expected states.
+                if (fields[1].find(winner) != std::string_view::npos) {
+                    text = ";OK\t";
+                    ++correct;
+                } else {
+                    text = ";ERROR\t";
+                    ++wrong;
+                }
+                for (int32_t s : m_ranking) {
+                    text.append(compiled.StateKey(s), 2, std::string::npos);
+                    text += ':';
+                    const double level = m_levels[static_cast<size_t>(s)];
+                    if (level < 0.001) {
+                        text += '0';
+                    } else if (!AppendPrecision4(text, level)) {
+                        Write(out, text);
+                        text.clear();
+                        out << level;
+                    }
+                    text += "  ";
+                }
+                text += '\n';
+                Write(out, text);
+                continue;
+            }
+        } else if (line.Trim().Length() == 0 || !line.StartsWith(";TESTS\t")) {
+            continue;
+        }
 
         AutoPtr<Vector<String>> tokens(line.GetTokens("\t", true));
         if (tokens->Size() < 3) VELTRA_RAISE("Wrong format in line:\n", line);
@@ -100,10 +263,10 @@ void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
 
     // No test lines make 0 / 0: the text is the platform's rendering of not-a-number.
     double accuracy = correct * 100.0 / (wrong + correct);
-    char text[256];
-    std::snprintf(text, sizeof text, "Accuracy: %.2f %%\n", accuracy);
-    out << "\n\n;" << text << std::endl;
-    std::cout << "\n\n" << text << std::endl;
+    char accuracyText[256];
+    std::snprintf(accuracyText, sizeof accuracyText, "Accuracy: %.2f %%\n", accuracy);
+    out << "\n\n;" << accuracyText << std::endl;
+    std::cout << "\n\n" << accuracyText << std::endl;
     in.close();
     out.close();
 }

@@ -4,6 +4,9 @@
 #ifndef VELTRA_ENGINE_FIELDCLASSIFIER_H
 #define VELTRA_ENGINE_FIELDCLASSIFIER_H
 
+#include <string>
+#include <vector>
+
 #include "engine/BayesianEngine.h"
 
 namespace veltra {
@@ -25,6 +28,22 @@ public:
     // table that owns its entries; the caller takes it with an AutoPtr. Every "." of `results` is
     // removed first. Raises "Network has not been initialized yet" and inference's failures.
     virtual Ptr<DubiousDataList> Analyze(String results, bool verbose);
+
+    // Field analysis into a host's arrays, as the exported Analyze gives it: the first character
+    // of every state and its probability, most probable first, and their number in *count.
+    // Returns -1, writing nothing, when *count (the arrays' capacity) is below the number of
+    // states; raises as Analyze does.
+    int32_t AnalyzeInto(const char* results, char* categories, double* probabilities, int32_t* count);
+
+private:
+    // Field analysis from the compiled network: every state's level, in state order, into
+    // m_levels and the states ranked as Analyze ranks them into m_ranking. False, with nothing
+    // changed, where only the keyed way answers exactly.
+    bool RankFast(const char* results, size_t length);
+
+    std::string m_cleaned;  // results without their full stops
+    std::vector<double> m_levels;
+    std::vector<int32_t> m_ranking;
 };
 
 }  // namespace veltra

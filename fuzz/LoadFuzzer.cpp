@@ -25,7 +25,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
                 NaiveBayesNet& net = engine.GetNetwork();
                 std::string unobserved(static_cast<size_t>(net.GetTestCount()), '-');
                 AutoPtr<DubiousDataList> a(engine.Analyze(String(unobserved), false));
-                if (a->Size() != net.GetHypothesis()->GetStateCount()) fuzz::Fail("one entry per state expected");
+                if (a->Size() != net.GetHypothesis().GetStateCount()) fuzz::Fail("one entry per state expected");
                 double sum = 0;
                 Ptr<Vector<String>> keys = a->GetKeys();
                 for (int32_t i = 0; i < keys->Size(); ++i) sum += a->Get((*keys)[i])->m_figure;

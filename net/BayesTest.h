@@ -34,7 +34,9 @@ public:
     const String& GetValue(int32_t i) const { return m_values[i]; }
     const String& GetTag() const { return m_tag; }
     const String& GetDescription() const { return m_description; }
-    const Ptr<Hypothesis>& GetHypothesis() const { return m_hypothesis; }
+    const Hypothesis& GetHypothesis() const { return *m_hypothesis; }
+    // Every probability set, under its key, in the order the keys were first set.
+    const HashTable<Double>& GetProbabilities() const { return m_probabilities; }
 
 private:
     String m_tag;

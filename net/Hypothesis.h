@@ -23,6 +23,7 @@ public:
     void SetProbability(const String& key, double probability);
     // Raises "Hypothesis does not contain state: <key>".
     double GetProbability(const String& key) const;
+    bool HasProbability(const String& key) const { return m_probabilities.Contains(key); }
     // The priors must sum to 1 within 0.0001, else raises
     // "Probabilities for hypothesis sum up to: <sum>". A hypothesis without states never passes.
     void CheckProbabilities() const;

@@ -27,6 +27,7 @@ Ptr<Vector<String>> SplitQuoted(const String& line)
 }  // namespace
 
 NaiveBayesNet::NaiveBayesNet()
+    : m_fast(m_productCache, kProductCacheSize, m_confidenceCache, kConfidenceCacheSize)
 {
     // The network owns its tests and every hypothesis it made.
     m_tests.m_deleteItems = true;
@@ -64,6 +65,7 @@ double NaiveBayesNet::GetProbability(const String& key) const
 
 void NaiveBayesNet::SetProbability(const String& key, double value)
 {
+    m_compiledStale = true;
     if (!key.Contains("|")) {
         m_hypothesis->SetProbability(key, value);
         return;
@@ -80,13 +82,14 @@ void NaiveBayesNet::AddParameter(const String& name, double value)
     m_parameters.Get(name).m_value = value;
 }
 
-BayesTest& NaiveBayesNet::GetTest(int32_t index) const
+const BayesTest& NaiveBayesNet::GetTest(int32_t index) const
 {
     return *m_tests.Get((*m_tests.GetKeys())[index]);
 }
 
 void NaiveBayesNet::Load(const String& text)
 {
+    m_compiledStale = true;
     DeleteNodes();
 
     bool sawProbability = false;
@@ -186,8 +189,9 @@ Ptr<Vector<String>> NaiveBayesNet::GetHypothesisKeys() const
 
 double NaiveBayesNet::Product(const String& stateKey, const String& results, bool verbose)
 {
-    String cacheKey = "PP" + stateKey + results;
-    if (m_productCache.Contains(cacheKey)) return m_productCache.Get(cacheKey).m_value;
+    const InferenceCache::Key cacheKey = InferenceCache::MakeKey(stateKey.str(), results.str());
+    const int32_t cached = m_productCache.Find(cacheKey);
+    if (cached >= 0) return m_productCache.Value(cached);
 
     double product = GetProbability(stateKey);
     if (verbose) std::cout << "P(" << stateKey << ") = " << product << std::endl;
@@ -202,13 +206,42 @@ double NaiveBayesNet::Product(const String& stateKey, const String& results, boo
     if (verbose) std::cout << "product = " << product << std::endl;
 
     if (m_productCache.Size() < kProductCacheSize)
-        m_productCache.Add(cacheKey, Double(product));
+        m_productCache.Add(cacheKey, product);
     else
-        m_productCache.RemoveAll();
+        m_productCache.Clear();
     return product;
 }
 
+const CompiledNetwork* NaiveBayesNet::GetCompiled()
+{
+    if (!m_fastPath) return nullptr;
+    if (m_compiledStale) {
+        m_compiled.Build(*this);
+        m_compiledStale = false;
+    }
+    return m_compiled.IsUsable() ? &m_compiled : nullptr;
+}
+
+bool NaiveBayesNet::GetConfLevels(const char* results, int32_t length, double* levels)
+{
+    const CompiledNetwork* compiled = GetCompiled();
+    return compiled && m_fast.Begin(*compiled, results, length) && m_fast.AllLevels(levels);
+}
+
 double NaiveBayesNet::GetConfLevel(const String& stateKey, const String& results, bool verbose)
+{
+    if (const CompiledNetwork* compiled = verbose ? nullptr : GetCompiled()) {
+        for (int32_t s = 0; s < compiled->StateCount(); ++s) {
+            if (compiled->StateKey(s) != stateKey.str()) continue;
+            double level;
+            if (m_fast.Begin(*compiled, results.c_str(), results.Length()) && m_fast.OneLevel(s, level)) return level;
+            break;
+        }
+    }
+    return KeyedConfLevel(stateKey, results, verbose);
+}
+
+double NaiveBayesNet::KeyedConfLevel(const String& stateKey, const String& results, bool verbose)
 {
     if (results.Length() != m_tests.Size())
         VELTRA_RAISE("Expected ", m_tests.Size(), " test results but got ", results.Length(), ". Test results:\n",
@@ -216,9 +249,10 @@ double NaiveBayesNet::GetConfLevel(const String& stateKey, const String& results
     if (!stateKey.StartsWith("H=")) VELTRA_RAISE("Hypothesis must start with H=");
 
     double conf = 0.0;
-    String cacheKey = "CL" + stateKey + results;
-    if (m_confidenceCache.Contains(cacheKey)) {
-        conf = m_confidenceCache.Get(cacheKey).m_value;
+    const InferenceCache::Key cacheKey = InferenceCache::MakeKey(stateKey.str(), results.str());
+    const int32_t cached = m_confidenceCache.Find(cacheKey);
+    if (cached >= 0) {
+        conf = m_confidenceCache.Value(cached);
     } else {
         AutoPtr<Vector<String>> keys(GetHypothesisKeys());
         if (!keys->Contains(stateKey)) VELTRA_RAISE("Given hypothesis does not exist: ", stateKey);
@@ -228,7 +262,7 @@ double NaiveBayesNet::GetConfLevel(const String& stateKey, const String& results
         for (int32_t i = 0; i < keys->Size(); ++i) others += Product((*keys)[i], results, verbose);
         // p / (p + others) with a single division by p; a zero product answers 0 outright.
         if (p != 0.0) conf = 1.0 / (others / p + 1.0);
-        if (m_confidenceCache.Size() < kConfidenceCacheSize) m_confidenceCache.Add(cacheKey, Double(conf));
+        if (m_confidenceCache.Size() < kConfidenceCacheSize) m_confidenceCache.Add(cacheKey, conf);
     }
     if (verbose) std::cout << stateKey << "  confLevel = " << conf << std::endl;
     return conf;

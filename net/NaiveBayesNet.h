@@ -9,7 +9,10 @@
 #define VELTRA_NET_NAIVEBAYESNET_H
 
 #include "net/BayesTest.h"
+#include "net/CompiledNetwork.h"
+#include "net/FastInference.h"
 #include "net/Hypothesis.h"
+#include "net/InferenceCache.h"
 
 namespace veltra {
 
@@ -49,6 +52,18 @@ public:
     // The posterior of one state. Raises "Expected <n> test results but got <m>. Test results:\n<r>",
     // "Hypothesis must start with H=", "Given hypothesis does not exist: <key>".
     double GetConfLevel(const String& stateKey, const String& results, bool verbose);
+    // The posterior of every state, in state order, into `levels`: what GetConfLevel gives state
+    // by state, values and caches alike, computed from the compiled arrays. False, with nothing
+    // changed, when those cannot answer exactly (a wrong length, a result character without a
+    // probability for every state, a network they cannot mirror, the fast path switched off):
+    // the caller then asks GetConfLevel state by state.
+    bool GetConfLevels(const char* results, int32_t length, double* levels);
+    // The compiled arrays of the current network, rebuilt after any change; null when they are
+    // unusable or the fast path is off.
+    const CompiledNetwork* GetCompiled();
+    // On by default. Off, every operation takes the keyed way alone: the reference that the
+    // compiled way is tested against.
+    void SetFastPath(bool enabled) { m_fastPath = enabled; }
     // The largest |difference| between two values of the table, each difference truncated
     // toward zero to a whole number first.
     int32_t GetMaxDiff(const HashTable<Double>& table, bool verbose) const;
@@ -59,11 +74,13 @@ public:
     void GetCPValues(HashTable<Double>& figures, bool verbose);
     void GetDPValues(HashTable<Double>& figures, bool verbose);
 
+    // Read access only: every change goes through Load and SetProbability, which the compiled
+    // arrays follow. GetHypothesis raises "Pointer is NULL" without a hypothesis.
     bool HasHypothesis() const { return !m_hypothesis.IsNull(); }
-    const Ptr<Hypothesis>& GetHypothesis() const { return m_hypothesis; }
+    const Hypothesis& GetHypothesis() const { return *m_hypothesis; }
     int32_t GetTestCount() const { return m_tests.Size(); }
-    BayesTest& GetTest(int32_t index) const;
-    BayesTest& GetTest(const String& tag) const { return *m_tests.Get(tag); }
+    const BayesTest& GetTest(int32_t index) const;
+    const BayesTest& GetTest(const String& tag) const { return *m_tests.Get(tag); }
     bool HasParameter(const String& name) const { return m_parameters.Contains(name); }
     double GetParameter(const String& name) const { return m_parameters.Get(name).m_value; }
 
@@ -76,14 +93,21 @@ private:
     void CheckProbabilities() const;
     String CheckedValue(const BayesTest& test, int32_t v) const;
     void GetFigures(HashTable<Double>& figures, bool verbose, bool cp);
+    double KeyedConfLevel(const String& stateKey, const String& results, bool verbose);
 
     Ptr<Hypothesis> m_hypothesis;
     HashTable<Ptr<BayesTest>> m_tests;
-    HashTable<Double> m_confidenceCache;
-    HashTable<Double> m_productCache;
+    // Keyed by state key and test results; see InferenceCache.
+    InferenceCache m_confidenceCache;
+    InferenceCache m_productCache;
     HashTable<Double> m_parameters;
     // Hypotheses replaced by a later hypothesis line; the tests made before it still reach them.
     Vector<Ptr<Hypothesis>> m_replacedHypotheses;
+    // The fast path: the compiled arrays (stale after any change) and the cache-exact inference.
+    bool m_fastPath = true;
+    bool m_compiledStale = true;
+    CompiledNetwork m_compiled;
+    FastInference m_fast;
 };
 
 }  // namespace veltra

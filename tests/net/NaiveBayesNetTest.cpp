@@ -24,7 +24,7 @@ TEST(NaiveBayesNet, ReadsEveryLineKindWithAnyLineEnd)
             text.replace(at, 1, end + " \t");
         NaiveBayesNet net;
         ASSERT_EQ(test::Run([&] { net.Load(text), net.Validate(); }).err, "") << testing::PrintToString(end);
-        EXPECT_EQ(net.GetHypothesis()->GetName() + net.GetHypothesis()->GetState(1) + net.GetTest(1).GetTag(),
+        EXPECT_EQ(net.GetHypothesis().GetName() + net.GetHypothesis().GetState(1) + net.GetTest(1).GetTag(),
                   "Kind yT2");
         const std::vector<double> read = {net.GetParameter("threshold"),  net.GetParameter("limit"),
                                           net.GetProbability("H=x"),      net.GetProbability("H=y"),

@@ -1,0 +1,76 @@
+#include "net/CompiledNetwork.h"
+
+#include <string_view>
+#include <unordered_map>
+
+#include "net/InferenceCache.h"
+#include "net/NaiveBayesNet.h"
+
+namespace veltra {
+
+void CompiledNetwork::Build(const NaiveBayesNet& network)
+{
+    m_usable = false;
+    m_states = 0;
+    m_tests = 0;
+    m_stateKeys.clear();
+    m_stateKeyHashes.clear();
+    m_priors.clear();
+    m_rowOf.clear();
+    m_rows.clear();
+    if (!network.HasHypothesis()) return;
+
+    const Hypothesis& hypothesis = network.GetHypothesis();
+    m_states = hypothesis.GetStateCount();
+    m_tests = network.GetTestCount();
+    if (m_states == 0) return;  // nothing to classify into
+    const size_t states = static_cast<size_t>(m_states);
+    for (int32_t s = 0; s < m_states; ++s) {
+        String key = veltra::StateKey(hypothesis.GetState(s));
+        // The network reads a key holding "|" as a test's key, never as a prior.
+        if (key.Contains("|") || !hypothesis.HasProbability(key)) return;
+        m_stateKeys.push_back(key.str());
+        m_stateKeyHashes.push_back(InferenceCache::Hash(key.c_str(), static_cast<size_t>(key.Length())));
+        m_priors.push_back(hypothesis.GetProbability(key));
+    }
+    std::unordered_map<std::string_view, int32_t> stateOf;
+    for (int32_t s = 0; s < m_states; ++s) stateOf.emplace(m_stateKeys[static_cast<size_t>(s)], s);
+
+    // A test's table holds tag + "=" + value + "|" + state key for every probability set; read
+    // each key at those positions and keep the characters that have a probability for every state.
+    m_stride = (states + 1) & ~static_cast<size_t>(1);
+    std::vector<int32_t> rowIndex(static_cast<size_t>(m_tests) * 256, -1);
+    std::vector<double> cells(256 * states);
+    std::vector<int32_t> found(256);
+    for (int32_t t = 0; t < m_tests; ++t) {
+        const BayesTest& test = network.GetTest(t);
+        const std::string& tag = test.GetTag().str();
+        const HashTable<Double>& table = test.GetProbabilities();
+        Ptr<Vector<String>> keys = table.GetKeys();
+        std::fill(found.begin(), found.end(), 0);
+        for (int32_t i = 0; i < keys->Size(); ++i) {
+            const std::string& key = (*keys)[i].str();
+            const size_t at = tag.size();
+            if (key.size() < at + 3 || key.compare(0, at, tag) != 0 || key[at] != '=' || key[at + 2] != '|') continue;
+            auto state = stateOf.find(std::string_view(key).substr(at + 3));
+            if (state == stateOf.end()) continue;
+            const unsigned char c = static_cast<unsigned char>(key[at + 1]);
+            cells[c * states + static_cast<size_t>(state->second)] = table.Get((*keys)[i]).m_value;
+            ++found[c];
+        }
+        for (size_t c = 0; c < 256; ++c) {
+            if (found[c] != m_states) continue;
+            rowIndex[static_cast<size_t>(t) * 256 + c] = static_cast<int32_t>(m_rows.size() / m_stride);
+            m_rows.insert(m_rows.end(), cells.begin() + static_cast<std::ptrdiff_t>(c * states),
+                          cells.begin() + static_cast<std::ptrdiff_t>((c + 1) * states));
+            m_rows.resize(m_rows.size() + m_stride - states, 1.0);
+        }
+    }
+    m_rowOf.assign(rowIndex.size(), nullptr);
+    for (size_t i = 0; i < rowIndex.size(); ++i)
+        if (rowIndex[i] >= 0) m_rowOf[i] = &m_rows[static_cast<size_t>(rowIndex[i]) * m_stride];
+    m_resultsPower = InferenceCache::Power(static_cast<size_t>(m_tests));
+    m_usable = true;
+}
+
+}  // namespace veltra

@@ -1,0 +1,228 @@
+#include "net/FastInference.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace veltra {
+
+namespace {
+
+// Multiplies products[first, first + 2 * Pairs) by the same cells of every row, in row order,
+// holding them in registers: each product still takes its factors one after the other, in the
+// order Product takes them.
+template <size_t Pairs>
+void MultiplyRows(double* products, const double* const* rows, size_t rowCount, size_t first)
+{
+#if defined(__SSE2__)
+    __m128d product[Pairs];
+    for (size_t i = 0; i < Pairs; ++i) product[i] = _mm_loadu_pd(products + first + 2 * i);
+    for (size_t r = 0; r < rowCount; ++r) {
+        const double* cells = rows[r] + first;
+#pragma GCC unroll 16
+        for (size_t i = 0; i < Pairs; ++i) product[i] = _mm_mul_pd(product[i], _mm_loadu_pd(cells + 2 * i));
+    }
+    for (size_t i = 0; i < Pairs; ++i) _mm_storeu_pd(products + first + 2 * i, product[i]);
+#else
+    for (size_t r = 0; r < rowCount; ++r)
+        for (size_t i = first; i < first + 2 * Pairs; ++i) products[i] *= rows[r][i];
+#endif
+}
+
+using RowKernel = void (*)(double*, const double* const*, size_t, size_t);
+constexpr size_t kMostPairs = 12;
+
+template <size_t... Pairs>
+constexpr std::array<RowKernel, sizeof...(Pairs)> MakeRowKernels(std::index_sequence<Pairs...>)
+{
+    return {{&MultiplyRows<Pairs + 1>...}};
+}
+constexpr std::array<RowKernel, kMostPairs> kRowKernels = MakeRowKernels(std::make_index_sequence<kMostPairs>());
+
+}  // namespace
+
+bool FastInference::Begin(const CompiledNetwork& network, const char* results, int32_t length)
+{
+    if (length != network.TestCount()) return false;
+    m_network = &network;
+    m_results = results;
+    m_length = length;
+    m_resultsHash = InferenceCache::Hash(results, static_cast<size_t>(length));
+    m_observed = false;
+    m_probed = false;
+    m_computed = false;
+    return true;
+}
+
+InferenceCache::Key FastInference::KeyOf(int32_t state) const
+{
+    const std::string& stateKey = m_network->StateKey(state);
+    uint64_t hash = InferenceCache::Join(m_network->StateKeyHash(state), m_network->ResultsPower(), m_resultsHash);
+    return {stateKey.data(), stateKey.size(), m_results, static_cast<size_t>(m_length), hash};
+}
+
+bool FastInference::Observe()
+{
+    if (m_observed) return true;
+    if (m_rows.size() < static_cast<size_t>(m_length)) m_rows.resize(static_cast<size_t>(m_length));
+    m_rowCount = 0;
+    for (int32_t t = 0; t < m_length; ++t) {
+        const char c = m_results[t];
+        if (c == '-') continue;
+        const double* row = m_network->Row(t, static_cast<unsigned char>(c));
+        if (!row) return false;
+        m_rows[m_rowCount++] = row;
+    }
+    m_observed = true;
+    return true;
+}
+
+void FastInference::ProbeProducts()
+{
+    const int32_t states = m_network->StateCount();
+    m_cached.assign(static_cast<size_t>(states), 0);
+    m_cachedValues.resize(static_cast<size_t>(states));
+    m_cachedCount = 0;
+    for (int32_t s = 0; s < states; ++s) {
+        int32_t entry = m_products.Find(KeyOf(s));
+        if (entry < 0) continue;
+        m_cached[static_cast<size_t>(s)] = 1;
+        m_cachedValues[static_cast<size_t>(s)] = m_products.Value(entry);
+        ++m_cachedCount;
+    }
+    m_probed = true;
+}
+
+void FastInference::ComputeProducts()
+{
+    // The prior, then the probability of every observed test in test order: Product's order.
+    const size_t states = static_cast<size_t>(m_network->StateCount());
+    const size_t stride = m_network->Stride();
+    m_computedProducts.resize(stride);
+    double* products = m_computedProducts.data();
+    for (size_t s = 0; s < states; ++s) products[s] = m_network->Prior(static_cast<int32_t>(s));
+    for (size_t s = states; s < stride; ++s) products[s] = 1.0;
+    for (size_t pair = 0, pairs = stride / 2; pair < pairs;) {
+        const size_t block = std::min(kMostPairs, pairs - pair);
+        kRowKernels[block - 1](products, m_rows.data(), m_rowCount, 2 * pair);
+        pair += block;
+    }
+    m_computed = true;
+}
+
+double FastInference::Request(int32_t state)
+{
+    const size_t s = static_cast<size_t>(state);
+    if (m_cached[s]) return m_cachedValues[s];
+    if (!m_computed) ComputeProducts();
+    const double product = m_computedProducts[s];
+    if (m_products.Size() < m_productLimit) {
+        m_products.Add(KeyOf(state), product);
+        m_cached[s] = 1;
+        m_cachedValues[s] = product;
+        ++m_cachedCount;
+    } else {
+        m_products.Clear();
+        std::fill(m_cached.begin(), m_cached.end(), 0);
+        m_cachedCount = 0;
+    }
+    return product;
+}
+
+double FastInference::Level(int32_t state)
+{
+    const double own = Request(state);
+    double others = 0.0;
+    for (int32_t k = 0; k < m_network->StateCount(); ++k)
+        if (k != state) others += Request(k);
+    return own != 0.0 ? 1.0 / (others / own + 1.0) : 0.0;
+}
+
+void FastInference::ReplayRequests(const std::vector<int32_t>& asking)
+{
+    const int32_t states = m_network->StateCount();
+    for (int32_t state : asking) {
+        if (m_cachedCount == states) return;  // every further request finds its product
+        Request(state);
+        for (int32_t k = 0; k < states; ++k)
+            if (k != state) Request(k);
+    }
+}
+
+void FastInference::StoreLevel(int32_t state, double level)
+{
+    if (m_levels.Size() < m_levelLimit) m_levels.Add(KeyOf(state), level);
+}
+
+bool FastInference::OneLevel(int32_t state, double& level)
+{
+    const int32_t entry = m_levels.Find(KeyOf(state));
+    if (entry >= 0) {
+        level = m_levels.Value(entry);
+        return true;
+    }
+    if (!Observe()) return false;
+    if (!m_probed) ProbeProducts();
+    level = Level(state);
+    StoreLevel(state, level);
+    return true;
+}
+
+bool FastInference::AllLevels(double* levels)
+{
+    const int32_t states = m_network->StateCount();
+    const size_t count = static_cast<size_t>(states);
+    m_levelEntries.resize(count);
+    m_asking.clear();
+    for (int32_t s = 0; s < states; ++s) {
+        m_levelEntries[static_cast<size_t>(s)] = m_levels.Find(KeyOf(s));
+        if (m_levelEntries[static_cast<size_t>(s)] < 0) m_asking.push_back(s);
+    }
+    if (!m_asking.empty()) {
+        if (!Observe()) return false;
+        if (!m_probed) ProbeProducts();
+        const int32_t missing = states - m_cachedCount;
+        if (m_cachedCount == 0 || m_products.Size() + missing <= m_productLimit) {
+            // Every request for a state's product answers one value during this field: a cached
+            // product stays cached when the stores cannot fill the cache, and without cached
+            // products every answer is a computed one.
+            if (missing > 0) ComputeProducts();
+            m_answers.resize(count);
+            for (size_t s = 0; s < count; ++s) m_answers[s] = m_cached[s] ? m_cachedValues[s] : m_computedProducts[s];
+            ReplayRequests(m_asking);
+            // Each state's others: the products of the other states added in state order, that
+            // is the sum of the states before it, then one by one those after it.
+            m_others.resize(count);
+            double* others = m_others.data();
+            double before = 0.0;
+            for (size_t s = 0; s < count; ++s) {
+                others[s] = before;
+                before += m_answers[s];
+            }
+            for (size_t k = 1; k < count; ++k) {
+                const double answer = m_answers[k];
+                for (size_t s = 0; s < k; ++s) others[s] += answer;
+            }
+            for (int32_t s : m_asking) {
+                const double own = m_answers[static_cast<size_t>(s)];
+                const double level = own != 0.0 ? 1.0 / (others[s] / own + 1.0) : 0.0;
+                levels[s] = level;
+                StoreLevel(s, level);
+            }
+        } else {
+            for (int32_t s : m_asking) {
+                levels[s] = Level(s);
+                StoreLevel(s, levels[s]);
+            }
+        }
+    }
+    for (size_t s = 0; s < count; ++s)
+        if (m_levelEntries[s] >= 0) levels[s] = m_levels.Value(m_levelEntries[s]);
+    return true;
+}
+
+}  // namespace veltra

@@ -1,0 +1,82 @@
+// FastInference: confidence levels from the compiled network, with the two caches used exactly as
+// GetConfLevel and Product use them.
+//
+// GetConfLevel for a state probes the confidence cache; on a miss it asks Product for the state's
+// own likelihood product, then for every other state's in state order, and stores the level while
+// the cache has room. Each Product probes the product cache, and on a miss computes and stores,
+// or empties the cache when it is found full (the product is then not stored). This unit gives
+// the same levels and leaves both caches as those calls leave them, stale values from an earlier
+// network included. Within one field nothing but these requests touches the product cache, so it
+// is probed once per state; what the later requests find follows from what the requests store and
+// empty, which are carried out on the cache as they happen.
+//
+// A field is begun with its results; the caller then asks for all levels or for one state's.
+#ifndef VELTRA_NET_FASTINFERENCE_H
+#define VELTRA_NET_FASTINFERENCE_H
+
+#include <cstdint>
+#include <vector>
+
+#include "net/CompiledNetwork.h"
+#include "net/InferenceCache.h"
+
+namespace veltra {
+
+class FastInference {
+public:
+    FastInference(InferenceCache& products, int32_t productLimit, InferenceCache& levels, int32_t levelLimit)
+        : m_products(products), m_productLimit(productLimit), m_levels(levels), m_levelLimit(levelLimit)
+    {
+    }
+    FastInference(const FastInference&) = delete;
+    FastInference& operator=(const FastInference&) = delete;
+
+    // Starts a field. False when the results do not hold one character per test.
+    bool Begin(const CompiledNetwork& network, const char* results, int32_t length);
+    // The level of every state, in state order, as GetConfLevel gives them one after the other.
+    // False, with neither cache changed, when a level must be computed and some result character
+    // has no probability for every state.
+    bool AllLevels(double* levels);
+    // The level of one state, under the same condition.
+    bool OneLevel(int32_t state, double& level);
+
+private:
+    InferenceCache::Key KeyOf(int32_t state) const;
+    bool Observe();
+    void ProbeProducts();
+    void ComputeProducts();
+    double Request(int32_t state);
+    double Level(int32_t state);
+    void ReplayRequests(const std::vector<int32_t>& asking);
+    void StoreLevel(int32_t state, double level);
+
+    InferenceCache& m_products;
+    const int32_t m_productLimit;
+    InferenceCache& m_levels;
+    const int32_t m_levelLimit;
+
+    // The field.
+    const CompiledNetwork* m_network = nullptr;
+    const char* m_results = nullptr;
+    int32_t m_length = 0;
+    uint64_t m_resultsHash = 0;
+    bool m_observed = false;
+    bool m_probed = false;
+    bool m_computed = false;
+    std::vector<const double*> m_rows;  // the observed tests' rows, in test order
+    size_t m_rowCount = 0;
+    std::vector<double> m_computedProducts;
+    // What a product request for each state finds in the product cache now.
+    std::vector<char> m_cached;
+    std::vector<double> m_cachedValues;
+    int32_t m_cachedCount = 0;
+    // Scratch of AllLevels.
+    std::vector<int32_t> m_levelEntries;
+    std::vector<int32_t> m_asking;
+    std::vector<double> m_answers;
+    std::vector<double> m_others;
+};
+
+}  // namespace veltra
+
+#endif  // VELTRA_NET_FASTINFERENCE_H

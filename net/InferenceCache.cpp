@@ -1,0 +1,108 @@
+#include "net/InferenceCache.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace veltra {
+
+namespace {
+
+constexpr uint64_t kBase = 0x100000001b3ULL;
+constexpr size_t kInitialSlots = 16;
+
+}  // namespace
+
+uint64_t InferenceCache::Hash(const char* text, size_t length)
+{
+    // Four bytes a step: hash * B^4 + b0 B^3 + b1 B^2 + b2 B + b3 is the byte-by-byte sum.
+    constexpr uint64_t base2 = kBase * kBase, base3 = base2 * kBase, base4 = base3 * kBase;
+    const unsigned char* bytes = reinterpret_cast<const unsigned char*>(text);
+    uint64_t hash = 0;
+    size_t i = 0;
+    for (; i + 4 <= length; i += 4)
+        hash = hash * base4 + bytes[i] * base3 + bytes[i + 1] * base2 + bytes[i + 2] * kBase + bytes[i + 3];
+    for (; i < length; ++i) hash = hash * kBase + bytes[i];
+    return hash;
+}
+
+uint64_t InferenceCache::Power(size_t length)
+{
+    uint64_t result = 1;
+    uint64_t base = kBase;
+    for (; length; length >>= 1) {
+        if (length & 1) result *= base;
+        base *= base;
+    }
+    return result;
+}
+
+InferenceCache::Key InferenceCache::MakeKey(const std::string& stateKey, const std::string& results)
+{
+    uint64_t hash = Join(Hash(stateKey.data(), stateKey.size()), Power(results.size()),
+                         Hash(results.data(), results.size()));
+    return {stateKey.data(), stateKey.size(), results.data(), results.size(), hash};
+}
+
+InferenceCache::InferenceCache() : m_slots(kInitialSlots, -1) {}
+
+size_t InferenceCache::Slot(uint64_t hash) const
+{
+    // The polynomial hash keeps the last bytes in its low bits: mix before taking the slot.
+    hash ^= hash >> 31;
+    hash *= 0x7fb5d329728ea185ULL;
+    hash ^= hash >> 27;
+    hash *= 0x81dadef4bc2dd44dULL;
+    hash ^= hash >> 33;
+    return static_cast<size_t>(hash) & (m_slots.size() - 1);
+}
+
+bool InferenceCache::Matches(const Entry& entry, const Key& key) const
+{
+    if (entry.hash != key.hash || entry.textLength != key.stateKeyLength + key.resultsLength) return false;
+    const char* text = m_texts.data() + entry.textStart;
+    return std::memcmp(text, key.stateKey, key.stateKeyLength) == 0 &&
+           std::memcmp(text + key.stateKeyLength, key.results, key.resultsLength) == 0;
+}
+
+int32_t InferenceCache::Find(const Key& key) const
+{
+    const size_t mask = m_slots.size() - 1;
+    for (size_t slot = Slot(key.hash);; slot = (slot + 1) & mask) {
+        int32_t entry = m_slots[slot];
+        if (entry < 0) return -1;
+        if (Matches(m_entries[static_cast<size_t>(entry)], key)) return entry;
+    }
+}
+
+void InferenceCache::Place(int32_t entry)
+{
+    const size_t mask = m_slots.size() - 1;
+    size_t slot = Slot(m_entries[static_cast<size_t>(entry)].hash);
+    while (m_slots[slot] >= 0) slot = (slot + 1) & mask;
+    m_slots[slot] = entry;
+}
+
+void InferenceCache::Add(const Key& key, double value)
+{
+    if ((m_entries.size() + 1) * 2 > m_slots.size()) {
+        m_slots.assign(m_slots.size() * 2, -1);
+        for (size_t i = 0; i < m_entries.size(); ++i) Place(static_cast<int32_t>(i));
+    }
+    const size_t length = key.stateKeyLength + key.resultsLength;
+    if (m_texts.size() < m_textsUsed + length) m_texts.resize(std::max(2 * m_texts.size(), m_textsUsed + length));
+    char* text = m_texts.data() + m_textsUsed;
+    std::memcpy(text, key.stateKey, key.stateKeyLength);
+    std::memcpy(text + key.stateKeyLength, key.results, key.resultsLength);
+    m_entries.push_back({key.hash, m_textsUsed, length, value});
+    m_textsUsed += length;
+    Place(static_cast<int32_t>(m_entries.size() - 1));
+}
+
+void InferenceCache::Clear()
+{
+    m_entries.clear();
+    m_textsUsed = 0;
+    std::fill(m_slots.begin(), m_slots.end(), -1);
+}
+
+}  // namespace veltra
