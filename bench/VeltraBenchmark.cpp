@@ -502,11 +502,12 @@ void PrintSetup(std::ostream& out, const std::vector<const Size*>& sizes)
 {
     out << "Sizes (states, tests, values per test):";
     for (const Size* size : sizes)
-        out << " " << size->name << " (" << size->states << ", " << size->tests << ", " << size->values
-            << ")";
-    out << "\nAnalyze: " << kPoolSize << " distinct results in turn after " << kFillCalls
-        << " other calls fill the confidence cache; Train: " << kSampleLines
-        << " sample lines; AnalyzeFile: " << kTestLines << " test lines; Load: the description at each size";
+        out << (size == sizes[0] ? " " : ", ") << size->name << " (" << size->states << ", " << size->tests
+            << ", " << size->values << ")";
+    out << "\nAnalyze: " << kPoolSize << " distinct results in turn, after " << kFillCalls
+        << " other calls have filled the confidence cache.\nTrain: " << kSampleLines
+        << " sample lines a run. AnalyzeFile: " << kTestLines
+        << " test lines a run.\nLoad: the description at each size";
     if (sizes.back() == &kSizes[2]) out << ", and with 200 and 400 tests (large-x2, large-x4)";
     out << ".\n";
 }
