@@ -1,0 +1,499 @@
+#include "bench/FlatReference.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cmath>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <numeric>
+#include <stdexcept>
+#include <string_view>
+
+namespace bench {
+
+namespace {
+
+constexpr double kFloor = 0.001;
+constexpr size_t kMaxStates = 256;
+// The engine's name and version, as the header of a trained file gives them.
+constexpr const char* kTrainedBy = "BayesianEngine 2.6";
+constexpr const char* kTrainingBackspaces = "\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b";
+constexpr const char* kBatchBackspaces = "\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b";
+
+[[noreturn]] void Fail(std::string_view what, std::string_view line)
+{
+    throw std::runtime_error("reference: " + std::string(what) + ": " + std::string(line));
+}
+
+bool IsSpace(char c)
+{
+    return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
+size_t Index(char c)
+{
+    return static_cast<unsigned char>(c);
+}
+
+std::string_view Trim(std::string_view s)
+{
+    while (!s.empty() && IsSpace(s.front())) s.remove_prefix(1);
+    while (!s.empty() && IsSpace(s.back())) s.remove_suffix(1);
+    return s;
+}
+
+bool StartsWith(std::string_view s, std::string_view prefix)
+{
+    return s.substr(0, prefix.size()) == prefix;
+}
+bool SumsToOne(double sum)
+{
+    return sum >= 0.9999 && sum <= 1.0001;
+}
+
+// The non-empty pieces of `text` between `delimiter` characters, at most `max`; returns how many
+// there were in all.
+size_t Split(std::string_view text, char delimiter, std::string_view* pieces, size_t max)
+{
+    size_t n = 0;
+    for (size_t i = 0; i < text.size();) {
+        size_t end = std::min(text.find(delimiter, i), text.size());
+        if (end > i && n++ < max) pieces[n - 1] = text.substr(i, end - i);
+        i = end + 1;
+    }
+    return n;
+}
+
+// Description lines end at CR or LF; empty lines vanish.
+template <class Each>
+void ForEachDescriptionLine(std::string_view text, Each each)
+{
+    for (size_t i = 0; i < text.size();) {
+        size_t end = std::min(text.find_first_of("\r\n", i), text.size());
+        if (end > i) each(text.substr(i, end - i));
+        i = end + 1;
+    }
+}
+
+// Lines as a reader that tests for the end before each read sees them: a final newline yields
+// one more, empty line.
+template <class Each>
+void ForEachRead(std::string_view text, Each each)
+{
+    for (size_t i = 0;;) {
+        size_t end = text.find('\n', i);
+        if (end == std::string_view::npos) return each(text.substr(i));
+        each(text.substr(i, end - i));
+        i = end + 1;
+    }
+}
+
+void Appendf(std::string& out, const char* format, ...)
+#if defined(__GNUC__)
+    __attribute__((format(printf, 2, 3)))
+#endif
+    ;
+
+void Appendf(std::string& out, const char* format, ...)
+{
+    char buffer[512];
+    va_list args;
+    va_start(args, format);
+    int n = std::vsnprintf(buffer, sizeof buffer, format, args);
+    va_end(args);
+    out.append(buffer, static_cast<size_t>(std::clamp(n, 0, static_cast<int>(sizeof buffer) - 1)));
+}
+
+void WriteFile(const std::string& path, const std::string& text, const char* mode)
+{
+    std::FILE* file = std::fopen(path.c_str(), mode);
+    if (!file || std::fwrite(text.data(), 1, text.size(), file) != text.size()) Fail("cannot write", path);
+    std::fclose(file);
+}
+
+int32_t CountNewlines(std::string_view text)
+{
+    return static_cast<int32_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+// Name and list of a hypothesis or test line: the part right of the first "=", trimmed, cut at
+// double quotes into exactly two pieces (the name keeps its blanks); list items are cut at ","
+// and trimmed, and must be single characters here.
+std::string_view SplitQuoted(std::string_view line, std::string& items)
+{
+    size_t equals = line.find('=');
+    if (equals == std::string_view::npos) Fail("no '='", line);
+    std::string_view pieces[2];
+    if (Split(Trim(line.substr(equals + 1)), '"', pieces, 2) != 2) Fail("wrong format", line);
+    std::string_view list[kMaxStates];
+    size_t n = Split(pieces[1], ',', list, kMaxStates);
+    if (n > kMaxStates) Fail("too many items", line);
+    items.clear();
+    for (size_t i = 0; i < n; ++i) {
+        std::string_view item = Trim(list[i]);
+        if (item.size() != 1) Fail("not a single character", line);
+        items += item[0];
+    }
+    return pieces[0];
+}
+
+void ReadProbabilityLine(FlatNet& net, std::string_view line)
+{
+    // "P(key) = value", with a key without blanks.
+    size_t open = line.find('('), close = line.find(')');
+    size_t equals = line.find('=', close == std::string_view::npos ? line.size() : close);
+    if (open != 1 || close == std::string_view::npos || equals == std::string_view::npos ||
+        equals + 1 >= line.size())
+        Fail("wrong format", line);
+    std::string_view key = line.substr(open + 1, close - open - 1);
+    // The line stands in a text whose next byte is a line end or its terminating zero.
+    double value = std::strtod(line.data() + equals + 1, nullptr);
+    if (!(value >= 0.0 && value <= 1.0)) Fail("probability out of range", line);
+
+    size_t bar = key.find('|');
+    std::string_view state = key.substr(bar == std::string_view::npos ? 0 : bar + 1);
+    if (state.size() != 3 || !StartsWith(state, "H=") || net.stateIndex[Index(state[2])] < 0)
+        Fail("unknown state", line);
+    const size_t s = static_cast<size_t>(net.stateIndex[Index(state[2])]);
+    if (bar == std::string_view::npos) {
+        net.prior[s] = value;
+        return;
+    }
+    size_t tagEnd = key.find('=');
+    auto test = net.testIndex.find(std::string(key.substr(0, tagEnd)));
+    if (test == net.testIndex.end() || bar != tagEnd + 2) Fail("unknown test or value", line);
+    const size_t t = static_cast<size_t>(test->second);
+    int v = net.valueIndex[t][Index(key[tagEnd + 1])];
+    if (v < 0) Fail("unknown value", line);
+    net.conditional[net.offsets[t] + static_cast<size_t>(v) * net.StateCount() + s] = value;
+}
+
+void CheckSums(const FlatNet& net)
+{
+    // Unset probabilities are -1, which no sum of set ones survives.
+    const size_t states = net.StateCount();
+    if (!SumsToOne(std::accumulate(net.prior.begin(), net.prior.end(), 0.0)))
+        Fail("priors do not sum to 1", "");
+    for (size_t t = 0; t < net.TestCount(); ++t)
+        for (size_t s = 0; s < states; ++s) {
+            double sum = 0.0;
+            for (size_t v = 0; v < net.values[t].size(); ++v)
+                sum += net.conditional[net.offsets[t] + v * states + s];
+            if (!SumsToOne(sum)) Fail("probabilities do not sum to 1", net.tags[t]);
+        }
+}
+
+// The posterior of every state from the products, with the engine's formula: p / (p + others)
+// with one division by p, others summed in state order, 0 for a zero product.
+double Confidence(const double* products, size_t states, size_t s)
+{
+    double others = 0.0;
+    for (size_t j = 0; j < states; ++j)
+        if (j != s) others += products[j];
+    return products[s] == 0.0 ? 0.0 : 1.0 / (others / products[s] + 1.0);
+}
+
+// The largest whole-number gap between two of the levels. Truncation is monotonic, so the gap
+// of the extremes is the largest truncated pairwise difference.
+int Spread(const double* levels, size_t n, size_t stride)
+{
+    double low = levels[0], high = levels[0];
+    for (size_t i = 1; i < n; ++i) {
+        low = std::min(low, levels[i * stride]);
+        high = std::max(high, levels[i * stride]);
+    }
+    return static_cast<int>(std::trunc(high - low));
+}
+
+void AppendFigures(std::string& out, const FlatNet& net, const std::vector<int>& figures, const char* title)
+{
+    std::vector<size_t> order(figures.size());
+    std::iota(order.begin(), order.end(), 0);
+    std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) { return figures[a] > figures[b]; });
+    out += title;
+    for (size_t t : order)
+        Appendf(out, "#\t%d\t%s\t%s\n", figures[t], net.tags[t].c_str(), net.descriptions[t].c_str());
+}
+
+}  // namespace
+
+std::string ReadWholeFile(const std::string& path)
+{
+    std::FILE* file = std::fopen(path.c_str(), "rb");
+    if (!file) Fail("cannot open", path);
+    std::string text;
+    char buffer[65536];
+    for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, file)) > 0;) text.append(buffer, n);
+    std::fclose(file);
+    return text;
+}
+
+FlatNet ParseDescription(const std::string& text)
+{
+    FlatNet net;
+    net.stateIndex.fill(-1);
+    bool sawProbability = false;
+    std::string items;
+    ForEachDescriptionLine(text, [&](std::string_view line) {
+        line = Trim(line);
+        if (line.empty() || line[0] == '#' || StartsWith(line, "PARAMETER")) return;
+        if (line[0] == 'P') {
+            ReadProbabilityLine(net, line);
+            sawProbability = true;
+            return;
+        }
+        std::string_view name = SplitQuoted(line, items);
+        if (line[0] == 'H') {
+            if (!net.states.empty() || !net.tags.empty())
+                Fail("a second hypothesis or one after tests", line);
+            for (size_t s = 0; s < items.size(); ++s) {
+                if (net.stateIndex[Index(items[s])] >= 0) Fail("duplicate state", line);
+                net.stateIndex[Index(items[s])] = static_cast<int16_t>(s);
+                net.states.push_back(items[s]);
+            }
+            net.prior.assign(items.size(), -1.0);
+            return;
+        }
+        if (net.states.empty()) Fail("test before the hypothesis", line);
+        std::string tag(Trim(line.substr(0, line.find('='))));
+        if (!net.testIndex.emplace(tag, static_cast<int>(net.tags.size())).second)
+            Fail("duplicate tag", line);
+        net.tags.push_back(std::move(tag));
+        net.descriptions.emplace_back(name);
+        std::array<int16_t, 256>& index = net.valueIndex.emplace_back();
+        index.fill(-1);
+        for (size_t v = 0; v < items.size(); ++v) {
+            if (index[Index(items[v])] >= 0 || items[v] == '-') Fail("duplicate or reserved value", line);
+            index[Index(items[v])] = static_cast<int16_t>(v);
+        }
+        net.values.push_back(items);
+        net.offsets.push_back(net.conditional.size());
+        net.conditional.resize(net.conditional.size() + items.size() * net.StateCount(), -1.0);
+    });
+    if (net.states.empty()) Fail("no hypothesis", "");
+    if (sawProbability) CheckSums(net);
+    return net;
+}
+
+int32_t FlatAnalyze(const FlatNet& net, const char* results, char* categories, double* probabilities,
+                    int32_t* count)
+{
+    const size_t states = net.StateCount(), tests = net.TestCount();
+    if (states > kMaxStates || *count < static_cast<int32_t>(states)) return -1;
+    double products[kMaxStates];
+    std::copy(net.prior.begin(), net.prior.end(), products);
+    // Per state the prior times the observed tests' probabilities, multiplied in test order.
+    size_t t = 0;
+    for (const char* c = results; *c; ++c) {
+        if (*c == '.') continue;
+        if (t == tests) return -1;
+        if (*c != '-') {
+            int v = net.valueIndex[t][Index(*c)];
+            if (v < 0) return -1;
+            const double* row = &net.conditional[net.offsets[t] + static_cast<size_t>(v) * states];
+            for (size_t s = 0; s < states; ++s) products[s] *= row[s];
+        }
+        ++t;
+    }
+    if (t != tests) return -1;
+    // Insertion by decreasing probability; an equal one goes after those already placed.
+    size_t n = 0;
+    for (size_t s = 0; s < states; ++s) {
+        double level = Confidence(products, states, s);
+        size_t i = n++;
+        for (; i > 0 && probabilities[i - 1] < level; --i) {
+            probabilities[i] = probabilities[i - 1];
+            categories[i] = categories[i - 1];
+        }
+        probabilities[i] = level;
+        categories[i] = net.states[s];
+    }
+    *count = static_cast<int32_t>(n);
+    return 0;
+}
+
+void FlatTrain(const std::string& networkFile, const std::string& sampleFile, const std::string& outputFile)
+{
+    const std::string network = ReadWholeFile(networkFile);
+    const FlatNet net = ParseDescription(network);
+    const size_t states = net.StateCount(), tests = net.TestCount();
+    std::vector<int32_t> stateCounts(states), counts(net.conditional.size()), observed(tests * states);
+    int32_t samples = 0, sampleLists = 0;
+
+    const std::string input = ReadWholeFile(sampleFile);
+    const int32_t total = CountNewlines(input);
+    int32_t lineNumber = 0;
+    std::string results;
+    ForEachRead(input, [&](std::string_view line) {
+        line = Trim(line);
+        if (line.empty() || line[0] == '#') return;
+        std::printf("%sLine: %d / %d", kTrainingBackspaces, ++lineNumber, total);
+        if (!StartsWith(line, ";TESTS\t")) return;
+        std::string_view fields[3];
+        if (Split(line, '\t', fields, 3) != 3) Fail("wrong format", line);
+        results.clear();
+        for (char c : fields[2])
+            if (c != '.') results += c;
+        if (results.size() != tests) Fail("wrong number of results", line);
+        for (char name : fields[1]) {
+            int s = net.stateIndex[Index(name)];
+            if (s < 0) Fail("unknown state", line);
+            ++stateCounts[static_cast<size_t>(s)];
+            for (size_t t = 0; t < tests; ++t) {
+                if (results[t] == '-') continue;
+                int v = net.valueIndex[t][Index(results[t])];
+                if (v < 0) Fail("unknown value", line);
+                ++counts[net.offsets[t] + static_cast<size_t>(v) * states + static_cast<size_t>(s)];
+                ++observed[t * states + static_cast<size_t>(s)];
+            }
+            ++samples;
+        }
+        sampleLists = 1;
+    });
+    std::putchar('\n');
+
+    // The network as read, with the newline of the read that met the end.
+    std::string out = network + "\n";
+    std::time_t now = std::time(nullptr);
+    const char* date = std::ctime(&now);
+    Appendf(out, "\n# Trained by %s\n# Date of training: %s", kTrainedBy, date ? date : "\n");
+    Appendf(out, "# Number of sample lists: %d\n# Number of sample strings: %d\n\n\n# Count table:\n\n",
+            sampleLists, samples);
+    for (size_t s = 0; s < states; ++s) Appendf(out, "# C(H=%c) = %d\n", net.states[s], stateCounts[s]);
+    for (size_t t = 0; t < tests; ++t)
+        for (size_t v = 0; v < net.values[t].size(); ++v)
+            for (size_t s = 0; s < states; ++s)
+                Appendf(out, "# C(%s=%c|H=%c) = %d\n", net.tags[t].c_str(), net.values[t][v], net.states[s],
+                        counts[net.offsets[t] + v * states + s]);
+    for (size_t t = 0; t < tests; ++t)
+        for (size_t s = 0; s < states; ++s)
+            Appendf(out, "# C(H=%c,%s!=-) = %d\n", net.states[s], net.tags[t].c_str(),
+                    observed[t * states + s]);
+
+    // Estimation in key order (test, value, state), then the floor in the same order: a raised
+    // probability takes its deficit from the largest of its distribution (the earliest of equal
+    // ones), searched anew each time.
+    std::vector<double> probabilities(counts.size());
+    for (size_t t = 0; t < tests; ++t)
+        for (size_t v = 0; v < net.values[t].size(); ++v)
+            for (size_t s = 0; s < states; ++s) {
+                const size_t i = net.offsets[t] + v * states + s;
+                const char* tag = net.tags[t].c_str();
+                if (counts[i] == 0)
+                    std::printf("WARNING: found 0 count for state: %s=%c|H=%c\n", tag, net.values[t][v],
+                                net.states[s]);
+                const int32_t denominator = observed[t * states + s];
+                if (denominator != 0) {
+                    probabilities[i] = static_cast<double>(counts[i]) / static_cast<double>(denominator);
+                } else {
+                    std::printf("******WARNING****** Found 0 count for state: H=%c,%s!=-\n", net.states[s],
+                                tag);
+                    if (counts[i] != 0) Fail("inconsistent counts", tag);
+                    probabilities[i] = 1.0 / static_cast<double>(net.values[t].size());
+                }
+            }
+    for (size_t t = 0; t < tests; ++t)
+        for (size_t v = 0; v < net.values[t].size(); ++v)
+            for (size_t s = 0; s < states; ++s) {
+                const size_t i = net.offsets[t] + v * states + s;
+                const double old = probabilities[i];
+                if (old >= kFloor) continue;
+                size_t best = net.offsets[t] + s;
+                for (size_t w = 1; w < net.values[t].size(); ++w) {
+                    const size_t j = net.offsets[t] + w * states + s;
+                    if (probabilities[j] > probabilities[best]) best = j;
+                }
+                probabilities[i] = kFloor;
+                probabilities[best] -= kFloor - old;
+            }
+
+    out += "\n\n\n# Probabilities:\n\n";
+    for (size_t s = 0; s < states; ++s)
+        Appendf(out, "P(H=%c) = %lf\n", net.states[s], 1.0 / static_cast<double>(states));
+    if (std::accumulate(stateCounts.begin(), stateCounts.end(), 0) != samples)
+        Fail("wrong total count", sampleFile);
+    for (size_t t = 0; t < tests; ++t)
+        for (size_t v = 0; v < net.values[t].size(); ++v)
+            for (size_t s = 0; s < states; ++s)
+                Appendf(out, "P(%s=%c|H=%c) = %lf\n", net.tags[t].c_str(), net.values[t][v], net.states[s],
+                        probabilities[net.offsets[t] + v * states + s]);
+    WriteFile(outputFile, out, "w");
+
+    // Reload, and the figures from the reloaded probabilities: each value of a test alone, every
+    // other test unobserved. CP: the spread of the states' levels for one value; DP: the spread of
+    // one state's level over the values.
+    const FlatNet trained = ParseDescription(ReadWholeFile(outputFile));
+    std::vector<int> dp(tests, 0), cp(tests, 0);
+    std::vector<double> levels;
+    double products[kMaxStates];
+    for (size_t t = 0; t < tests; ++t) {
+        const size_t values = trained.values[t].size();
+        levels.resize(values * states);
+        for (size_t v = 0; v < values; ++v) {
+            const double* row = &trained.conditional[trained.offsets[t] + v * states];
+            for (size_t s = 0; s < states; ++s) products[s] = trained.prior[s] * row[s];
+            for (size_t s = 0; s < states; ++s)
+                levels[v * states + s] = Confidence(products, states, s) * 100.0;
+            cp[t] = std::max(cp[t], Spread(&levels[v * states], states, 1));
+        }
+        for (size_t s = 0; s < states; ++s) dp[t] = std::max(dp[t], Spread(&levels[s], values, states));
+    }
+    out.clear();
+    AppendFigures(out, trained, dp, "\n#\tDP values:\n#\t-----------\n");
+    out += "#\n#\n";
+    AppendFigures(out, trained, cp, "#\tCP values:\n#\t-----------\n");
+    WriteFile(outputFile, out, "a");
+
+    std::printf("End of training.\nNumber of sample lists processed: %d\nTotal sample count: %d\n",
+                sampleLists, samples);
+    std::fflush(stdout);
+}
+
+void FlatAnalyzeFile(const FlatNet& net, const std::string& inputFile, const std::string& outputFile)
+{
+    const std::string input = ReadWholeFile(inputFile);
+    const int32_t total = CountNewlines(input);
+    std::string out;
+    out.reserve(input.size() * 2);
+    int32_t linesRead = 0, correct = 0, wrong = 0;
+    std::string results;
+    char categories[kMaxStates];
+    double probabilities[kMaxStates];
+    ForEachRead(input, [&](std::string_view line) {
+        (out += line) += '\n';
+        std::printf("%sLine: %d / %d", kBatchBackspaces, ++linesRead, total);
+        if (Trim(line).empty() || !StartsWith(line, ";TESTS\t")) return;
+        std::string_view fields[3];
+        if (Split(line, '\t', fields, 3) < 3) Fail("wrong format", line);
+        results.assign(fields[2]);
+        int32_t count = static_cast<int32_t>(kMaxStates);
+        if (FlatAnalyze(net, results.c_str(), categories, probabilities, &count) != 0)
+            Fail("cannot classify", line);
+        // Right when the most probable state is one of the expected ones.
+        if (fields[1].find(categories[0]) != std::string_view::npos) {
+            out += ";OK\t";
+            ++correct;
+        } else {
+            out += ";ERROR\t";
+            ++wrong;
+        }
+        // Four significant digits, as a stream of precision 4 writes a double; 0 below 0.001.
+        for (int32_t i = 0; i < count; ++i) {
+            if (probabilities[i] < 0.001)
+                Appendf(out, "%c:0  ", categories[i]);
+            else
+                Appendf(out, "%c:%.4g  ", categories[i], probabilities[i]);
+        }
+        out += '\n';
+    });
+    double accuracy = correct * 100.0 / (wrong + correct);
+    char text[256];
+    std::snprintf(text, sizeof text, "Accuracy: %.2f %%\n", accuracy);
+    ((out += "\n\n;") += text) += '\n';
+    WriteFile(outputFile, out, "w");
+    std::printf("\n\n%s\n", text);
+    std::fflush(stdout);
+}
+
+}  // namespace bench
