@@ -6,7 +6,6 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
-#include <numeric>
 #include <string_view>
 
 #include "engine/NumberText.h"
@@ -79,16 +78,15 @@ bool FieldClassifier::RankFast(const char* results, size_t length)
     const size_t states = static_cast<size_t>(compiled->StateCount());
     m_levels.resize(states);
     if (!m_network.GetConfLevels(results, static_cast<int32_t>(length), m_levels.data())) return false;
-    // Repeatedly the largest of the remaining levels, the earliest of equal ones: the order in
-    // which SortDubiousDataList leaves a result table.
+    // SortDubiousDataList's order: decreasing level, equal levels in state order. Levels are never
+    // NaN (every probability lies in [0, 1]), so a stable insertion gives the same order as its
+    // repeated selection of the earliest largest level.
     m_ranking.resize(states);
-    std::iota(m_ranking.begin(), m_ranking.end(), 0);
     for (size_t i = 0; i < states; ++i) {
-        size_t best = i;
-        for (size_t j = i + 1; j < states; ++j)
-            if (m_levels[static_cast<size_t>(m_ranking[j])] > m_levels[static_cast<size_t>(m_ranking[best])]) best = j;
-        std::rotate(m_ranking.begin() + static_cast<std::ptrdiff_t>(i), m_ranking.begin() + static_cast<std::ptrdiff_t>(best),
-                    m_ranking.begin() + static_cast<std::ptrdiff_t>(best) + 1);
+        const double level = m_levels[i];
+        size_t at = i;
+        for (; at > 0 && level > m_levels[static_cast<size_t>(m_ranking[at - 1])]; --at) m_ranking[at] = m_ranking[at - 1];
+        m_ranking[at] = static_cast<int32_t>(i);
     }
     return true;
 }

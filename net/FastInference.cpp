@@ -172,17 +172,71 @@ bool FastInference::OneLevel(int32_t state, double& level)
     return true;
 }
 
+void FastInference::NetworkChanged()
+{
+    m_known.clear();
+    m_knownTexts.clear();
+    m_knownEntries.clear();
+    m_knownSlots.clear();
+}
+
+size_t FastInference::KnownSlot(uint64_t hash) const
+{
+    return static_cast<size_t>(hash * 0x9e3779b97f4a7c15ULL >> 40) & (m_knownSlots.size() - 1);
+}
+
+void FastInference::PlaceKnown(int32_t field)
+{
+    size_t slot = KnownSlot(m_known[static_cast<size_t>(field)].hash);
+    while (m_knownSlots[slot] >= 0) slot = (slot + 1) & (m_knownSlots.size() - 1);
+    m_knownSlots[slot] = field;
+}
+
+int32_t FastInference::FindKnownField() const
+{
+    if (m_knownSlots.empty()) return -1;
+    for (size_t slot = KnownSlot(m_resultsHash);; slot = (slot + 1) & (m_knownSlots.size() - 1)) {
+        const int32_t known = m_knownSlots[slot];
+        if (known < 0) return -1;
+        const KnownField& field = m_known[static_cast<size_t>(known)];
+        if (field.hash == m_resultsHash &&
+            std::equal(m_results, m_results + m_length, m_knownTexts.begin() + static_cast<std::ptrdiff_t>(field.textStart)))
+            return known;
+    }
+}
+
+void FastInference::AddKnownField()
+{
+    m_known.push_back({m_resultsHash, m_knownTexts.size(), m_knownEntries.size()});
+    m_knownTexts.insert(m_knownTexts.end(), m_results, m_results + m_length);
+    m_knownEntries.insert(m_knownEntries.end(), m_levelEntries.begin(), m_levelEntries.end());
+    if (m_known.size() * 2 > m_knownSlots.size()) {
+        m_knownSlots.assign(std::max<size_t>(16, 2 * m_knownSlots.size()), -1);
+        for (size_t i = 0; i < m_known.size(); ++i) PlaceKnown(static_cast<int32_t>(i));
+    } else {
+        PlaceKnown(static_cast<int32_t>(m_known.size() - 1));
+    }
+}
+
 bool FastInference::AllLevels(double* levels)
 {
     const int32_t states = m_network->StateCount();
     const size_t count = static_cast<size_t>(states);
+    const int32_t known = FindKnownField();
+    if (known >= 0) {
+        const int32_t* entries = &m_knownEntries[m_known[static_cast<size_t>(known)].firstEntry];
+        for (size_t s = 0; s < count; ++s) levels[s] = m_levels.Value(entries[s]);
+        return true;
+    }
     m_levelEntries.resize(count);
     m_asking.clear();
     for (int32_t s = 0; s < states; ++s) {
         m_levelEntries[static_cast<size_t>(s)] = m_levels.Find(KeyOf(s));
         if (m_levelEntries[static_cast<size_t>(s)] < 0) m_asking.push_back(s);
     }
-    if (!m_asking.empty()) {
+    if (m_asking.empty()) {
+        AddKnownField();
+    } else {
         if (!Observe()) return false;
         if (!m_probed) ProbeProducts();
         const int32_t missing = states - m_cachedCount;

@@ -11,6 +11,11 @@
 // empty, which are carried out on the cache as they happen.
 //
 // A field is begun with its results; the caller then asks for all levels or for one state's.
+//
+// The confidence cache never drops or changes an entry, so a field whose every state's level it
+// holds keeps them: such fields are indexed by their results, and answered from their entries
+// without probing state by state. The index is forgotten whenever the network changes, since the
+// state keys it stands for may change with it.
 #ifndef VELTRA_NET_FASTINFERENCE_H
 #define VELTRA_NET_FASTINFERENCE_H
 
@@ -39,6 +44,8 @@ public:
     bool AllLevels(double* levels);
     // The level of one state, under the same condition.
     bool OneLevel(int32_t state, double& level);
+    // Forgets the fields indexed for the previous network.
+    void NetworkChanged();
 
 private:
     InferenceCache::Key KeyOf(int32_t state) const;
@@ -49,6 +56,10 @@ private:
     double Level(int32_t state);
     void ReplayRequests(const std::vector<int32_t>& asking);
     void StoreLevel(int32_t state, double level);
+    size_t KnownSlot(uint64_t hash) const;
+    void PlaceKnown(int32_t field);
+    int32_t FindKnownField() const;
+    void AddKnownField();
 
     InferenceCache& m_products;
     const int32_t m_productLimit;
@@ -75,6 +86,17 @@ private:
     std::vector<int32_t> m_asking;
     std::vector<double> m_answers;
     std::vector<double> m_others;
+
+    // Fields whose every level is cached: their results texts, and their entries in state order.
+    struct KnownField {
+        uint64_t hash;
+        size_t textStart;
+        size_t firstEntry;
+    };
+    std::vector<KnownField> m_known;
+    std::vector<char> m_knownTexts;
+    std::vector<int32_t> m_knownEntries;
+    std::vector<int32_t> m_knownSlots;  // open addressing: known field or -1; at most half full
 };
 
 }  // namespace veltra

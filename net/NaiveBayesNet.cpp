@@ -217,6 +217,7 @@ const CompiledNetwork* NaiveBayesNet::GetCompiled()
     if (!m_fastPath) return nullptr;
     if (m_compiledStale) {
         m_compiled.Build(*this);
+        m_fast.NetworkChanged();
         m_compiledStale = false;
     }
     return m_compiled.IsUsable() ? &m_compiled : nullptr;

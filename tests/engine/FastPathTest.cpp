@@ -9,6 +9,7 @@
 #include <random>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "engine/FieldClassifier.h"
@@ -375,6 +376,34 @@ TEST(FastPath, StaleLevelsComeBackExactlyUpToTheCacheLimit)
     const std::string edge = fields[498];
     EXPECT_NE(engine.GetNetwork().GetConfLevel("H=A", edge, false), fresh.GetNetwork().GetConfLevel("H=A", edge, false));
     EXPECT_EQ(engine.GetNetwork().GetConfLevel("H=B", edge, false), fresh.GetNetwork().GetConfLevel("H=B", edge, false));
+}
+
+// Thue-Morse texts of 1024 characters and their complements share the hash of every odd base
+// modulo 2^64: two fields of a 1024-test network whose cache keys hash alike.
+std::pair<std::string, std::string> CollidingResults()
+{
+    std::string first, second;
+    for (int i = 0; i < 1024; ++i) {
+        const bool odd = __builtin_popcount(static_cast<unsigned>(i)) & 1;
+        first += odd ? 'b' : 'a';
+        second += odd ? 'a' : 'b';
+    }
+    return {first, second};
+}
+
+TEST(FastPath, FieldsWhoseKeysHashAlikeStayApart)
+{
+    std::string text = "H = K \"A,B\"\nP(H=A) = 0.5\nP(H=B) = 0.5\n";
+    for (int t = 0; t < 1024; ++t) {
+        const std::string tag = "T" + std::to_string(t);
+        text += tag + " = t \"a,b\"\nP(" + tag + "=a|H=A) = " + (t % 3 ? "0.6" : "0.5") + "\nP(" + tag +
+                "=b|H=A) = " + (t % 3 ? "0.4" : "0.5") + "\nP(" + tag + "=a|H=B) = 0.5\nP(" + tag + "=b|H=B) = 0.5\n";
+    }
+    const auto [first, second] = CollidingResults();
+    Twins twins;
+    twins.Do("load", [&](FieldClassifier& e) { return e.GetNetwork().Load(text), std::string(); });
+    for (const std::string* results : {&first, &first, &second, &second, &first})
+        twins.Do("field", [&](FieldClassifier& e) { return AnalyzeTable(e, *results, false); });
 }
 
 // Cache keys are joined texts: after a reload with one test more, state AB with results "ab" and
