@@ -46,9 +46,8 @@ void FieldClassifier::ProcessSampleLine(String line, int32_t* sampleListCount)
     if (m_fastPath) {
         std::string_view fields[3];
         if (CutFields(line.c_str(), fields, 3) != 3) VELTRA_RAISE("Wrong format in line:\n", line);
-        m_cleaned.clear();
-        for (char c : fields[2])
-            if (c != '.') m_cleaned += c;
+        m_cleaned.assign(fields[2]);
+        m_cleaned.erase(std::remove(m_cleaned.begin(), m_cleaned.end(), '.'), m_cleaned.end());
         for (char state : fields[1]) CountSample(state, m_cleaned.data(), static_cast<int32_t>(m_cleaned.size()));
         *sampleListCount = 1;
         return;
@@ -68,9 +67,8 @@ bool FieldClassifier::RankFast(const char* results, size_t length)
     const CompiledNetwork* compiled = m_network.GetCompiled();
     if (!compiled) return false;
     if (std::memchr(results, '.', length)) {
-        m_cleaned.clear();
-        for (size_t i = 0; i < length; ++i)
-            if (results[i] != '.') m_cleaned += results[i];
+        m_cleaned.assign(results, length);
+        m_cleaned.erase(std::remove(m_cleaned.begin(), m_cleaned.end(), '.'), m_cleaned.end());
         results = m_cleaned.data();
         length = m_cleaned.size();
     }

@@ -24,6 +24,7 @@ private:
     int32_t m_count = 0;
     bool m_assemble;
     std::string m_text;
+    std::string m_suffix;  // " / <total>"
 };
 
 }  // namespace veltra

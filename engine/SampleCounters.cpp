@@ -32,16 +32,17 @@ void SampleCounters::Build(const NaiveBayesNet& network, HashTable<Long>& countT
     }
     m_states = static_cast<int32_t>(stateNames.size());
     m_tests = network.GetTestCount();
-    m_valueOf.assign(static_cast<size_t>(m_tests) * 256, -1);
-    m_firstCell.clear();
+    m_cellOf.assign(static_cast<size_t>(m_tests) * 256, -1);
     m_valueCounter.clear();
     m_observedCounter.clear();
+    m_cells.resize(static_cast<size_t>(m_tests));
     for (int32_t t = 0; t < m_tests; ++t) {
         const BayesTest& test = network.GetTest(t);
-        m_firstCell.push_back(static_cast<int32_t>(m_valueCounter.size()));
         for (int32_t v = 0; v < test.GetValueCount(); ++v) {
             const String& value = test.GetValue(v);
-            if (value.Length() == 1) m_valueOf[static_cast<size_t>(t) * 256 + static_cast<unsigned char>(value[0])] = v;
+            if (value.Length() == 1)
+                m_cellOf[static_cast<size_t>(t) * 256 + static_cast<unsigned char>(value[0])] =
+                    static_cast<int32_t>(m_valueCounter.size());
             for (const String& state : stateNames)
                 m_valueCounter.push_back(value.Length() == 1 ? Counter(countTable, test.MakeKey(StateKey(state), value))
                                                              : -1);
@@ -57,25 +58,25 @@ bool SampleCounters::Add(char state, const char* results, int32_t length)
     if (!m_counting || length != m_tests) return false;
     const int32_t s = m_stateOf[static_cast<unsigned char>(state)];
     if (s < 0) return false;
-    const size_t states = static_cast<size_t>(m_states);
-    for (int32_t t = 0; t < m_tests; ++t) {
+    // Every entry must exist before anything is counted.
+    const int32_t* cellOf = m_cellOf.data();
+    const int32_t* valueCounter = m_valueCounter.data();
+    const int32_t* observedCounter = m_observedCounter.data() + s;
+    int32_t* cells = m_cells.data();
+    for (int32_t t = 0; t < m_tests; ++t, cellOf += 256, observedCounter += m_states) {
+        cells[t] = -1;
         if (results[t] == '-') continue;
-        const int32_t v = m_valueOf[static_cast<size_t>(t) * 256 + static_cast<unsigned char>(results[t])];
-        if (v < 0) return false;
-        const size_t cell = static_cast<size_t>(m_firstCell[static_cast<size_t>(t)]) + static_cast<size_t>(v) * states +
-                            static_cast<size_t>(s);
-        if (m_valueCounter[cell] < 0 || m_observedCounter[static_cast<size_t>(t) * states + static_cast<size_t>(s)] < 0)
-            return false;
+        const int32_t first = cellOf[static_cast<unsigned char>(results[t])];
+        if (first < 0 || valueCounter[first + s] < 0 || *observedCounter < 0) return false;
+        cells[t] = first + s;
     }
     int32_t* counts = m_counts.data();
     ++counts[m_stateCounter[static_cast<size_t>(s)]];
-    for (int32_t t = 0; t < m_tests; ++t) {
-        if (results[t] == '-') continue;
-        const int32_t v = m_valueOf[static_cast<size_t>(t) * 256 + static_cast<unsigned char>(results[t])];
-        const size_t cell = static_cast<size_t>(m_firstCell[static_cast<size_t>(t)]) + static_cast<size_t>(v) * states +
-                            static_cast<size_t>(s);
-        ++counts[m_valueCounter[cell]];
-        ++counts[m_observedCounter[static_cast<size_t>(t) * states + static_cast<size_t>(s)]];
+    observedCounter = m_observedCounter.data() + s;
+    for (int32_t t = 0; t < m_tests; ++t, observedCounter += m_states) {
+        if (cells[t] < 0) continue;
+        ++counts[valueCounter[cells[t]]];
+        ++counts[*observedCounter];
     }
     return true;
 }

@@ -39,30 +39,35 @@ inline std::string ReadFile(const std::filesystem::path& path)
     return text.str();
 }
 
-// Runs `action` with file descriptor 2 redirected into a temporary file; returns what was written.
-inline std::string CaptureStderr(const std::function<void()>& action)
+// Runs `action` with file descriptor `fd` (1 or 2, which the library writes through) redirected
+// into a temporary file; returns what was written.
+inline std::string CaptureDescriptor(int fd, const std::function<void()>& action)
 {
     static const std::string path = (std::filesystem::temp_directory_path() /
-                                     ("veltra-stderr-" + std::to_string(std::random_device()()) + ".txt"))
+                                     ("veltra-capture-" + std::to_string(std::random_device()()) + ".txt"))
                                         .string();
+    std::fflush(stdout);
     std::fflush(stderr);
-    const int saved = VELTRA_POSIX(dup)(2);
+    const int saved = VELTRA_POSIX(dup)(fd);
     std::FILE* sink = std::fopen(path.c_str(), "wb");
     if (saved < 0 || !sink) {
-        Check(false, "redirecting standard error");
+        Check(false, "redirecting a standard stream");
         action();
         return "";
     }
-    VELTRA_POSIX(dup2)(VELTRA_POSIX(fileno)(sink), 2);
+    VELTRA_POSIX(dup2)(VELTRA_POSIX(fileno)(sink), fd);
     action();
+    std::fflush(stdout);
     std::fflush(stderr);
-    VELTRA_POSIX(dup2)(saved, 2);
+    VELTRA_POSIX(dup2)(saved, fd);
     VELTRA_POSIX(close)(saved);
     std::fclose(sink);
     std::string text = ReadFile(path);
     std::remove(path.c_str());
     return text;
 }
+
+inline std::string CaptureStderr(const std::function<void()>& action) { return CaptureDescriptor(2, action); }
 
 }  // namespace host
 

@@ -18,14 +18,6 @@
 namespace veltra::test {
 namespace {
 
-// A double's exact value, readable.
-std::string Bits(double value)
-{
-    char text[64];
-    std::snprintf(text, sizeof text, "%a", value);
-    return text;
-}
-
 class Random {
 public:
     explicit Random(uint32_t seed) : m_engine(seed) {}

@@ -1,5 +1,6 @@
 #include "tests/support/TestSupport.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -69,6 +70,13 @@ std::string ReadFile(const std::string& path)
     std::ostringstream text;
     text << in.rdbuf();
     return text.str();
+}
+
+std::string Bits(double value)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "%a", value);
+    return text;
 }
 
 std::string DataDir()

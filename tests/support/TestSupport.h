@@ -69,6 +69,8 @@ std::string Joined(const Items& items)
 }
 
 std::string ReadFile(const std::string& path);
+// A double's exact value, readable ("%a"): equal texts are equal bits, -0 and NaN included.
+std::string Bits(double value);
 // The directory of checked-in test data (tests/data).
 std::string DataDir();
 
