@@ -1,7 +1,5 @@
 #include "engine/SampleCounters.h"
 
-#include <algorithm>
-
 namespace veltra {
 
 int32_t SampleCounters::Counter(HashTable<Long>& countTable, const String& key)
@@ -83,8 +81,11 @@ bool SampleCounters::Add(char state, const char* results, int32_t length)
 
 void SampleCounters::Fold() noexcept
 {
+    if (!m_counting) return;
     for (size_t i = 0; i < m_counts.size(); ++i) *m_entries[i] += m_counts[i];
-    std::fill(m_counts.begin(), m_counts.end(), 0);
+    // The entries belong to this run's table: nothing of them is kept.
+    m_counts.clear();
+    m_entries.clear();
     m_counting = false;
 }
 

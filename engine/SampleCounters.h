@@ -26,7 +26,7 @@ public:
     // Counts one sample of `state`; false, counting nothing, while not counting or when the keyed
     // AddSample would fail on the sample.
     bool Add(char state, const char* results, int32_t length);
-    // Adds every counter into its entry and stops counting.
+    // Adds every counter into its entry and stops counting; nothing while not counting.
     void Fold() noexcept;
 
 private:
