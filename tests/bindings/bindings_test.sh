@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
-# The bindings against the built library.
+# The Python and C# bindings against the built library.
 # Usage: bindings_test.sh GROUP SOURCE_DIR LIBRARY REFERENCE_HOST VELTRA [PYTHON]
-#   GROUP: python
+#   GROUP: python or csharp
 set -u
 group=$1 source=$2 library=$3 reference=$4 veltra=$5 python=${6:-}
 work=$(mktemp -d)
@@ -27,6 +27,15 @@ case $group in
 python)
     py=$(interpreter ctypes python3) || exit 1
     "$py" "$source/tests/bindings/python/test_veltra.py" -v || failures=$((failures + 1))
+    ;;
+csharp)
+    command -v mcs >/dev/null && command -v mono >/dev/null || { fail "needs mcs and mono (Debian: mono-mcs, mono-runtime)"; exit 1; }
+    mcs -warnaserror -out:EngineTest.exe "$source/bindings/csharp/Veltra.cs" "$source/tests/bindings/csharp/EngineTest.cs" ||
+        { fail "compiling"; exit 1; }
+    # DllImport("Veltra") finds libVeltra.so through the library path.
+    LD_LIBRARY_PATH=$(dirname "$library")${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH} \
+        mono EngineTest.exe "$source" "$work" "$reference" >out.txt || failures=$((failures + 1))
+    tr -d '\b' <out.txt | grep -a -E 'FAILED|failed checks'
     ;;
 *)
     echo "unknown group $group" >&2
