@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Runs every test of Veltra: installs what is missing (as root, on Debian), then builds and tests
-# the normal build, the sanitizer build (AddressSanitizer and UndefinedBehaviorSanitizer) and the
-# Windows cross-build, whose DLL and test programs run under wine. Ends with one summary line.
+# the normal build (with the Python and C# bindings and the scale-out recipes), the sanitizer
+# build (AddressSanitizer and UndefinedBehaviorSanitizer) and the Windows cross-build, whose DLL
+# and test programs run under wine. Ends with one summary line.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$(pwd)
@@ -15,6 +16,12 @@ command -v pkg-config >/dev/null || need+=(pkg-config)
 [ -f /usr/include/gtest/gtest.h ] || need+=(libgtest-dev)
 command -v x86_64-w64-mingw32-g++-posix >/dev/null || need+=(g++-mingw-w64-x86-64-posix)
 command -v wine >/dev/null || need+=(wine wine64)
+# The C# binding's test: Debian's mono. The scale-out tests: GNU parallel, and Dask, which Debian
+# installs for its own interpreter (/usr/bin/python3), whatever python3 comes first on PATH.
+command -v mcs >/dev/null || need+=(mono-mcs)
+command -v mono >/dev/null || need+=(mono-runtime)
+parallel --version 2>/dev/null | grep -q 'GNU parallel' || need+=(parallel)
+/usr/bin/python3 -c 'import dask.distributed' 2>/dev/null || need+=(python3-dask python3-distributed)
 . scripts/packages.sh
 install_missing test.sh "${need[@]}"
 
