@@ -6,8 +6,10 @@
 #include <fstream>
 #include <iostream>
 #include <string>
+#include <vector>
 
 #include "engine/NumberText.h"
+#include "safe/FileChecks.h"
 #include "engine/ProgressCounter.h"
 
 namespace veltra {
@@ -29,15 +31,35 @@ String ObservedKey(const String& stateKey, const String& tag) { return stateKey 
 
 }  // namespace
 
-int32_t CountNewlines(std::istream& in)
+int32_t CountNewlines(std::istream& in, const String& file)
 {
+    // A line that the reading would refuse stops the count where the reading would stop, so that
+    // an endless input without newlines ends here at once. A CR before the newline is no part of
+    // the line, as for the reading.
+    const size_t kLongest = 1023;
+    std::vector<char> buffer(65536);
     int32_t total = 0;
-    char buffer[65536];
-    while (in.read(buffer, sizeof buffer) || in.gcount() > 0) {
-        std::streamsize n = in.gcount();
-        for (std::streamsize i = 0; i < n; ++i)
-            if (buffer[i] == '\n') ++total;
+    size_t length = 0;  // of the line so far
+    bool cr = false;     // the line so far ends with CR
+    auto tooLong = [&] { VELTRA_RAISE("Line ", total + 1, " of ", file, " is longer than 1023 bytes"); };
+    while (in.read(buffer.data(), static_cast<std::streamsize>(buffer.size())) || in.gcount() > 0) {
+        const std::streamsize n = in.gcount();
+        for (std::streamsize i = 0; i < n; ++i) {
+            const char c = buffer[static_cast<size_t>(i)];
+            if (c == '\n') {
+                if (length - (cr ? 1 : 0) > kLongest) tooLong();
+                ++total;
+                length = 0;
+                cr = false;
+            } else if (++length > kLongest + 1) {
+                tooLong();
+            } else {
+                cr = c == '\r';
+            }
+        }
     }
+    if (length > kLongest) tooLong();
+    if (in.bad()) VELTRA_RAISE("Cannot read file: ", file);
     in.clear();
     in.seekg(0);
     return total;
@@ -50,8 +72,8 @@ void BayesianEngine::InitializeThruFile(String path)
     std::string text;
     String line;
     // The end test comes before each read, so a final newline yields one more, empty line.
-    while (!in.eof()) {
-        String::ReadLine(in, line);
+    for (int32_t number = 1; !in.eof(); ++number) {
+        String::ReadLine(in, line, path, number);
         text += line.str();
         text += '\n';
     }
@@ -61,13 +83,21 @@ void BayesianEngine::InitializeThruFile(String path)
 
 void BayesianEngine::Train(String networkFile, String sampleFile, String outputFile, bool counts)
 {
+    // Both inputs are read twice, and the output is read back: none of them may be a pipe or a
+    // device, and the output is never one of the inputs. All is checked before the output is
+    // opened, which truncates it.
+    RequireRereadable(networkFile);
     std::ifstream network(networkFile.c_str());
     if (!network.is_open()) VELTRA_RAISE("Cannot open file: ", networkFile);
+    RequireRereadable(sampleFile);
     std::ifstream samples(sampleFile.c_str());
     if (!samples.is_open()) {
         network.close();
         VELTRA_RAISE("Cannot open file: ", sampleFile);
     }
+    RequireReadableBack(outputFile);
+    RefuseOverwrite(outputFile, networkFile);
+    RefuseOverwrite(outputFile, sampleFile);
     std::ofstream out(outputFile.c_str(), std::ios::out | std::ios::trunc);
     if (!out.is_open()) {
         network.close();
@@ -80,8 +110,8 @@ void BayesianEngine::Train(String networkFile, String sampleFile, String outputF
     // The trained file begins with the description the samples are counted against, verbatim;
     // the text of the read that meets the end is written too.
     String line;
-    while (!network.eof()) {
-        String::ReadLine(network, line);
+    for (int32_t number = 1; !network.eof(); ++number) {
+        String::ReadLine(network, line, networkFile, number);
         out << line << "\n";
     }
     network.close();
@@ -89,13 +119,14 @@ void BayesianEngine::Train(String networkFile, String sampleFile, String outputF
     SeedCountTable();
     if (m_fastPath && !counts) m_sampleCounters.Build(m_network, m_countTable);
     int32_t sampleListCount = 0;
-    ReadSampleFile(samples, counts, sampleListCount);
+    ReadSampleFile(samples, sampleFile, counts, sampleListCount);
     samples.close();
     OnSamplesRead();
 
     WriteCountTable(out, sampleListCount);
     WriteProbabilities(out, counts);
     out.close();
+    CheckWritten(out, outputFile);
 
     InitializeThruFile(outputFile);
     std::ofstream append(outputFile.c_str(), std::ios::out | std::ios::app);
@@ -104,6 +135,7 @@ void BayesianEngine::Train(String networkFile, String sampleFile, String outputF
     append << "#\n#\n";
     WriteFigures(append, true);
     append.close();
+    CheckWritten(append, outputFile);
 
     std::cout << "End of training." << std::endl;
     std::cout << "Number of sample lists processed: " << sampleListCount << std::endl;
@@ -126,7 +158,8 @@ void BayesianEngine::SeedCountTable()
     m_totalSampleCount = 0;
 }
 
-void BayesianEngine::ReadSampleFile(std::istream& samples, bool counts, int32_t& sampleListCount)
+void BayesianEngine::ReadSampleFile(std::istream& samples, const String& sampleFile, bool counts,
+                                    int32_t& sampleListCount)
 {
     // The flat counters go into the count table however the reading ends.
     struct FoldOnExit {
@@ -134,11 +167,11 @@ void BayesianEngine::ReadSampleFile(std::istream& samples, bool counts, int32_t&
         ~FoldOnExit() { counters.Fold(); }
     } fold{m_sampleCounters};
 
-    int32_t total = CountNewlines(samples);
+    int32_t total = CountNewlines(samples, sampleFile);
     ProgressCounter progress(23, total, m_fastPath);
     String line;
-    while (!samples.eof()) {
-        String::ReadLine(samples, line);
+    for (int32_t number = 1; !samples.eof(); ++number) {
+        String::ReadLine(samples, line, sampleFile, number);
         // The line without the white space at either end.
         const std::string& text = line.str();
         size_t first = 0, end = text.size();

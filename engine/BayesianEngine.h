@@ -18,8 +18,9 @@
 namespace veltra {
 
 // The number of newline characters in the rest of the stream, which is then rewound: the total
-// shown by the progress counters.
-int32_t CountNewlines(std::istream& in);
+// shown by the progress counters. Raises, as reading the file would, "Line <n> of <file> is longer
+// than 1023 bytes", at once for an input without end or newlines, and "Cannot read file: <file>".
+int32_t CountNewlines(std::istream& in, const String& file);
 
 class BayesianEngine : public SmartObject {
 public:
@@ -35,7 +36,9 @@ public:
     // A training run: initialises the engine from `networkFile`, copies it to `outputFile`, counts
     // the samples of `sampleFile` (count lines "C(key) = N" instead when `counts` is set),
     // estimates the probabilities, writes the trained sections and reloads the engine from the
-    // written file. Raises "Cannot open file: <name>" and the failures of counting and estimation.
+    // written file. Raises "Cannot open file: <name>", the refusals of FileChecks (before the
+    // output is opened), "Cannot write file: <output>", the line reader's failures and those of
+    // counting and estimation.
     virtual void Train(String networkFile, String sampleFile, String outputFile, bool counts);
     // Called once after the sample file has been read, before anything is estimated; a derived
     // engine may adjust the counts here.
@@ -82,7 +85,7 @@ protected:
 
 private:
     void SeedCountTable();
-    void ReadSampleFile(std::istream& samples, bool counts, int32_t& sampleListCount);
+    void ReadSampleFile(std::istream& samples, const String& sampleFile, bool counts, int32_t& sampleListCount);
     void WriteCountTable(std::ostream& out, int32_t sampleListCount) const;
     void WriteProbabilities(std::ostream& out, bool counts);
     void WriteFigures(std::ostream& out, bool cp);

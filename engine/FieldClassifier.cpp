@@ -10,6 +10,7 @@
 
 #include "engine/NumberText.h"
 #include "engine/ProgressCounter.h"
+#include "safe/FileChecks.h"
 
 namespace veltra {
 
@@ -169,12 +170,16 @@ int32_t FieldClassifier::AnalyzeInto(const char* results, char* categories, doub
 
 void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
 {
+    // The input is read twice (its newlines are counted first), and the output must not be it:
+    // both are checked before the output is opened, which truncates it.
+    RequireRereadable(inputFile);
     std::ifstream in(inputFile.c_str());
     if (!in.is_open()) VELTRA_RAISE("Cannot open file: ", inputFile);
+    RefuseOverwrite(outputFile, inputFile);
     std::ofstream out(outputFile.c_str(), std::ios::out | std::ios::trunc);
     if (!out.is_open()) VELTRA_RAISE("Cannot open file: ", outputFile);
 
-    int32_t total = CountNewlines(in);
+    int32_t total = CountNewlines(in, inputFile);
     out.precision(4);
     ProgressCounter progress(22, total, m_fastPath);
     // Lines are assembled and written at once where the output writes numbers plainly.
@@ -183,8 +188,9 @@ void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
     int32_t wrong = 0;
     String line;
     std::string text;
-    while (!in.eof()) {
-        String::ReadLine(in, line);
+    for (int32_t number = 1; !in.eof(); ++number) {
+        CheckWritten(out, outputFile);  // a full disk stops the run at the next line
+        String::ReadLine(in, line, inputFile, number);
         if (assemble) {
             text.assign(line.str());
             text += '\n';
@@ -265,6 +271,7 @@ void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
     std::cout << "\n\n" << accuracyText << std::endl;
     in.close();
     out.close();
+    CheckWritten(out, outputFile);
 }
 
 }  // namespace veltra

@@ -1,11 +1,13 @@
 #include "safe/SmartString.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <vector>
 
 #include "safe/Vector.h"
 
@@ -144,25 +146,39 @@ int32_t String::ToInteger() const
 
 void String::Format(const char* format, ...)
 {
-    char buffer[1024];
+    std::vector<char> buffer(1024);
     va_list args;
     va_start(args, format);
-    std::vsnprintf(buffer, sizeof buffer, format, args);
+    std::vsnprintf(buffer.data(), buffer.size(), format, args);
     va_end(args);
-    m_text = buffer;
+    m_text = buffer.data();
 }
 
-void String::ReadLine(std::istream& stream, String& line)
+void String::ReadLine(std::istream& stream, String& line) { ReadLine(stream, line, String(), 0); }
+
+void String::ReadLine(std::istream& stream, String& line, const String& file, int32_t number)
 {
-    char buffer[1024];
-    buffer[0] = '\0';
-    stream.getline(buffer, sizeof buffer);
-    line = buffer;
-    if (stream.fail() && !stream.eof()) {
-        // A full buffer without a newline is a line too long; anything else is a failed stream.
-        if (stream.gcount() == static_cast<std::streamsize>(sizeof buffer - 1))
-            VELTRA_RAISE("Line is longer than 1023 bytes");
-        VELTRA_RAISE("Cannot read from input stream");
+    // Room for 1023 bytes, a CR before the newline and the terminating zero, on the heap.
+    std::string& text = line.m_text;
+    text.resize(1025);
+    stream.getline(&text[0], static_cast<std::streamsize>(text.size()));
+    const bool found = !stream.fail() && !stream.eof();  // the newline was read and dropped
+    size_t length = static_cast<size_t>(stream.gcount()) - (found ? 1 : 0);
+    if (stream.bad() || (stream.fail() && !stream.eof() && length != 1024)) {
+        text.clear();
+        if (file.Length() == 0) VELTRA_RAISE("Cannot read from input stream");
+        VELTRA_RAISE("Cannot read file: ", file);
+    }
+    if (found && length > 0 && text[length - 1] == '\r') --length;
+    const bool tooLong = length > 1023;
+    text.resize(std::min<size_t>(length, 1023));
+    if (tooLong) {
+        if (file.Length() == 0) VELTRA_RAISE("Line is longer than 1023 bytes");
+        VELTRA_RAISE("Line ", number, " of ", file, " is longer than 1023 bytes");
+    }
+    if (text.find('\0') != std::string::npos) {
+        if (file.Length() == 0) VELTRA_RAISE("Line holds a zero byte");
+        VELTRA_RAISE("Line ", number, " of ", file, " holds a zero byte");
     }
 }
 

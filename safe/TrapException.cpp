@@ -28,9 +28,11 @@ std::string MessagePiece(int64_t value)
 
 std::string MessagePiece(double value)
 {
-    char buffer[512];
-    std::snprintf(buffer, sizeof buffer, "%lf", value);
-    return buffer;
+    // "%lf" of the largest doubles takes over 300 characters: sized first, on the heap.
+    std::string text(static_cast<size_t>(std::snprintf(nullptr, 0, "%lf", value)) + 1, '\0');
+    std::snprintf(&text[0], text.size(), "%lf", value);
+    text.pop_back();
+    return text;
 }
 
 void ReportError(const std::string& text) noexcept
