@@ -17,7 +17,16 @@
  *  4. DestroyBayesianEngine does not reset the caller's handle variable: do not use it again.
  *  5. One engine, one thread at a time. Separate engines share nothing.
  *  6. Texts are NUL-terminated 8-bit strings; lines of network descriptions, sample files and
- *     batch input files must stay under 1024 bytes.
+ *     batch input files must stay under 1024 bytes, hold no zero byte, and end in LF or CR LF
+ *     (on every platform). A longer line or a zero byte fails the call, naming file and line.
+ *  7. Train and AnalyzeFile never destroy an input: an output that is one of the call's input
+ *     files (by file, whatever the spelling or link) is refused with -1 before anything is
+ *     written. Inputs they read twice (the network and sample files of Train, the input of
+ *     AnalyzeFile) and the output of Train, which it reads back, must be regular files: a pipe,
+ *     device or directory is refused, unread. InitializeThruFile reads once and takes any file.
+ *  8. A write that fails (a full disk, a file-size limit) makes Train and AnalyzeFile return -1
+ *     ("Cannot write file: <name>"); their output file is then incomplete and must not be used.
+ *     A 0 means every byte was written and closed.
  */
 #ifndef VELTRA_H
 #define VELTRA_H

@@ -7,8 +7,10 @@
 #include <Veltra.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -60,7 +62,9 @@ const char* const kCheckHelp =
     "Usage: veltra check NETWORK\n"
     "\n"
     "Loads the network description NETWORK and lists its states and its tests, in the order\n"
-    "in which their results are written, or reports why it does not load.\n";
+    "in which their results are written, or reports why it does not load. For a network with\n"
+    "probabilities, it says after how many observed tests a product of its smallest\n"
+    "probabilities underflows to 0 (every state would then get probability 0).\n";
 
 // One engine for the life of a command.
 class Engine {
@@ -86,12 +90,27 @@ bool SameFile(const std::string& a, const std::string& b)
     return std::filesystem::equivalent(a, b, error);
 }
 
-// Refuses an output that names one of the inputs: the run would truncate it before reading it.
-bool OverwritesInput(const char* command, const std::string& output, const std::string& first,
-                     const std::string& second)
+// Only asked after the library failed a training run or an evaluation: whether the run stopped at
+// a line of INPUT that does not fit the network, rather than at a file the library refused and
+// named itself (an output that is an input, an input that is no regular file or holds a line the
+// reader refuses, an output it could not open or write). A run that stops at a line leaves whole
+// lines in OUTPUT, and a training run stops there before it writes the trained sections.
+bool LineDidNotFit(const std::string& input, const std::string& output, const std::string& network)
 {
-    if (!SameFile(output, first) && !SameFile(output, second)) return false;
-    std::fprintf(stderr, "veltra %s: the output %s would overwrite an input\n", command, output.c_str());
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(input, error) || !Readable(input) || !Writable(output) ||
+        SameFile(output, input) || SameFile(output, network))
+        return false;
+    std::ifstream written(output, std::ios::binary);
+    const std::string text((std::istreambuf_iterator<char>(written)), std::istreambuf_iterator<char>());
+    if (text.empty() || text.back() != '\n' || text.find("\n# Trained by BayesianEngine") != std::string::npos)
+        return false;
+    std::ifstream in(input, std::ios::binary);
+    std::string line;
+    while (std::getline(in, line)) {
+        if (!line.empty() && line.back() == '\r') line.pop_back();
+        if (line.size() > 1023 || line.find('\0') != std::string::npos) return false;
+    }
     return true;
 }
 
@@ -133,6 +152,9 @@ struct NetworkOutline {
     std::vector<std::string> states;
     std::vector<TestOutline> tests;
     int probabilities = 0;
+    // The smallest probabilities above 0 of the probability lines, priors and tests' apart.
+    double smallestPrior = 1.0;
+    double smallestConditional = 1.0;
 };
 
 NetworkOutline ReadOutline(const std::string& path)
@@ -145,6 +167,10 @@ NetworkOutline ReadOutline(const std::string& path)
         if (line.empty() || line[0] == '#' || StartsWith(line, "PARAMETER")) continue;
         if (line[0] == 'P') {
             ++outline.probabilities;
+            const size_t close = line.find(')'), equals = line.find('=', close == std::string::npos ? 0 : close);
+            const double value = equals == std::string::npos ? 0.0 : std::atof(line.c_str() + equals + 1);
+            double& smallest = line.find('|') < close ? outline.smallestConditional : outline.smallestPrior;
+            if (value > 0.0 && value < smallest) smallest = value;
             continue;
         }
         // Hypothesis and test lines: NAME = description "item,item,..."
@@ -200,13 +226,12 @@ size_t LoadTrained(const Engine& engine, const char* command, const std::string&
 int Train(const std::vector<std::string>& args, bool)
 {
     const std::string &network = args[0], &samples = args[1], &output = args[2];
-    if (OverwritesInput("train", output, network, samples)) return 1;
     // Loading first tells a faulty description apart from a faulty sample file.
     Engine engine;
     if (!Load(engine, "train", network)) return 1;
     if (::Train(engine.get(), network.c_str(), samples.c_str(), output.c_str()) == 0) return 0;
     std::fflush(stdout);
-    if (Readable(samples) && Writable(output))
+    if (LineDidNotFit(samples, output, network))
         std::fprintf(stderr, "veltra train: %s: training stopped at a line that does not fit %s\n",
                      samples.c_str(), network.c_str());
     return 1;
@@ -249,6 +274,13 @@ int Classify(const std::vector<std::string>& args, bool tsv)
         if (!tsv && !first) std::printf("\n");
         first = false;
         PrintClassification(results, categories.data(), probabilities.data(), count, tsv);
+        if (count > 0 && std::all_of(probabilities.begin(), probabilities.begin() + count, [](double p) { return p == 0; })) {
+            std::fflush(stdout);
+            std::fprintf(stderr,
+                         "veltra classify: warning: %s\"%s\": every probability is 0, the products underflowed "
+                         "(see veltra check)\n",
+                         where.c_str(), results.c_str());
+        }
     };
 
     if (args.size() > 1) {
@@ -258,6 +290,11 @@ int Classify(const std::vector<std::string>& args, bool tsv)
         for (long number = 1; std::getline(std::cin, line); ++number) {
             line = Trim(line);
             if (!line.empty()) classify(line, "standard input, line " + std::to_string(number) + ": ");
+        }
+        if (std::cin.bad() || std::ferror(stdin)) {
+            std::fflush(stdout);
+            std::fprintf(stderr, "veltra classify: cannot read standard input\n");
+            return 1;
         }
     }
     return failures == 0 ? 0 : 1;
@@ -286,12 +323,16 @@ long StoppingLine(const std::string& output)
 int Evaluate(const std::vector<std::string>& args, bool)
 {
     const std::string &network = args[0], &input = args[1], &output = args[2];
-    if (OverwritesInput("evaluate", output, network, input)) return 1;
+    // The network is no input of the evaluation, but an evaluation must not replace it either.
+    if (SameFile(output, network)) {
+        std::fprintf(stderr, "veltra evaluate: the output %s would overwrite the network\n", output.c_str());
+        return 1;
+    }
     Engine engine;
     if (LoadTrained(engine, "evaluate", network) == 0) return 1;
     if (AnalyzeFile(engine.get(), input.c_str(), output.c_str()) == 0) return 0;
     std::fflush(stdout);
-    if (Readable(input) && Writable(output))
+    if (LineDidNotFit(input, output, network))
         std::fprintf(stderr, "veltra evaluate: %s, line %ld: the line does not fit %s\n", input.c_str(),
                      StoppingLine(output), network.c_str());
     return 1;
@@ -318,10 +359,26 @@ int Check(const std::vector<std::string>& args, bool)
         std::printf("  %2zu  %-*s  %-*s  %s\n", i + 1, static_cast<int>(tagWidth), test.tag.c_str(),
                     static_cast<int>(valuesWidth), Join(test.values, ",").c_str(), test.description.c_str());
     }
-    if (outline.probabilities == 0)
+    if (outline.probabilities == 0) {
         std::printf("Probabilities: none; train the network before classifying with it\n");
-    else
+    } else {
         std::printf("Probabilities: %d lines\n", outline.probabilities);
+        // Products are plain doubles: a field with enough observed tests of small probability
+        // gives 0 for every state. Multiply as the engine does to find after how many.
+        int observed = 0;
+        for (double product = outline.smallestPrior; product > 0.0 && outline.smallestConditional < 1.0 && observed <= 100000;
+             product *= outline.smallestConditional)
+            ++observed;
+        if (outline.smallestConditional >= 1.0)
+            std::printf("Underflow: none; no test probability is below 1\n");
+        else
+            std::printf("Underflow: a product of the smallest probabilities (prior %g, test %g) is 0 after %d observed "
+                        "tests; %s\n",
+                        outline.smallestPrior, outline.smallestConditional, observed,
+                        static_cast<size_t>(observed) > outline.tests.size()
+                            ? "this network has fewer tests"
+                            : "fields with that many such results get probability 0 for every state");
+    }
 
     // Test lines and classification know one character per state and per value.
     std::fflush(stdout);
@@ -383,9 +440,17 @@ int Run(const Command& command, int argc, char** argv)
     return command.run(args, tsv);
 }
 
-}  // namespace
+// A command's status, unless what it wrote to standard output did not reach it: then 1. A closed
+// pipe ends the program before that, quietly, as it does other command-line tools.
+int Finish(int status)
+{
+    std::cout.flush();
+    if (std::fflush(stdout) == 0 && !std::ferror(stdout)) return status;
+    std::fprintf(stderr, "veltra: cannot write standard output: %s\n", std::strerror(errno));
+    return 1;
+}
 
-int main(int argc, char** argv)
+int Dispatch(int argc, char** argv)
 {
     if (argc < 2) {
         std::fputs(kUsage, stderr);
@@ -400,3 +465,7 @@ int main(int argc, char** argv)
     std::fprintf(stderr, "veltra: unknown command %s\n\n%s", argv[1], kUsage);
     return 1;
 }
+
+}  // namespace
+
+int main(int argc, char** argv) { return Finish(Dispatch(argc, argv)); }

@@ -36,7 +36,10 @@ run train "faulty network" 1 "" $'String: Digits does not contain: =\nveltra tra
 run train "faulty sample" 1 "*Line: 2 / 3" $'Expected 2 test results but got 3 Results:yyy\n\nveltra train: bad.txt: training stopped at a line that does not fit network.txt\n' "" train network.txt bad.txt out.txt
 run train "missing samples" 1 "" $'Cannot open file: missing.txt\n' "" train network.txt missing.txt out.txt
 run train "output not writable" 1 "" $'Cannot open file: none/out.txt\n' "" train network.txt samples.txt none/out.txt
-run train "output is an input" 1 "" $'veltra train: the output ./samples.txt would overwrite an input\n' "" train network.txt samples.txt ./samples.txt
+run train "output is an input" 1 "" $'Output would overwrite an input file: ./samples.txt\n' "" train network.txt samples.txt ./samples.txt
+run train "samples are a directory" 1 "" $'Not a regular file, cannot read it twice: .\n' "" train network.txt . out.txt
+[ "$group" != train ] || head -c 1100 /dev/zero | tr '\0' y >long.txt
+run train "sample line too long" 1 "" $'Line 1 of long.txt is longer than 1023 bytes\n' "" train network.txt long.txt out.txt
 
 human=$'yn\n  d   97.30 %\n  n    2.70 %\n\nny\n  n   97.30 %\n  d    2.70 %\n'
 run classify "arguments" 0 "$human" "" "" classify trained.txt yn ny
@@ -45,18 +48,44 @@ run classify "tsv, full stops ignored" 0 $'y.y\td\t0.692308\tn\t0.307692\n--\td\
 run classify "bad line, others classified" 1 $'yn\td\t0.972973\tn\t0.027027\nny\tn\t0.972973\td\t0.027027\n' $'Expected 2 test results but got 3. Test results:\nyyy\nveltra classify: standard input, line 2: "yyy" does not fit trained.txt\n' $'yn\nyyy\nny\n' classify --tsv trained.txt
 run classify "bad argument" 1 "" $'Test: Blank does not contain state: Blank=x|H=d\nveltra classify: "yx" does not fit trained.txt\n' "" classify trained.txt yx
 run classify "untrained network" 1 "" $'veltra classify: network.txt holds no probabilities; train it first\n' "" classify network.txt yn
+# Standard output that cannot be written, standard input that cannot be read: exit status 1.
+if [ "$group" = classify ]; then
+    "$veltra" classify trained.txt yn >/dev/full 2>stderr.txt; status=$? ran=$((ran + 1))
+    [ "$status" = 1 ] && [ "$(cat stderr.txt)" = "veltra: cannot write standard output: No space left on device" ] || fail "standard output full (exit status $status)"
+    for input in closed directory; do
+        if [ $input = closed ]; then "$veltra" classify trained.txt <&- >/dev/null 2>stderr.txt; else "$veltra" classify trained.txt <. >/dev/null 2>stderr.txt; fi
+        status=$? ran=$((ran + 1))
+        [ "$status" = 1 ] && [ "$(cat stderr.txt)" = "veltra classify: cannot read standard input" ] || fail "standard input $input (exit status $status)"
+    done
+fi
+# With enough observed tests of small probability every product underflows to 0, and is reported.
+printf -v fields '%*s' 400 ''
+if [ "$group" = classify ] || [ "$group" = check ]; then
+    { echo 'H = Kind "a,b"'; echo 'P(H=a) = 0.5'; echo 'P(H=b) = 0.5'
+      for t in $(seq 400); do echo "T$t = t \"x,y\""; for s in a b; do echo "P(T$t=x|H=$s) = 0.01"; echo "P(T$t=y|H=$s) = 0.99"; done; done; } >tiny.txt
+fi
+run classify "underflow" 0 "*"$'\n  a    0.00 %\n  b    0.00 %\n' "veltra classify: warning: \"${fields// /x}\": every probability is 0, the products underflowed (see veltra check)"$'\n' "" classify tiny.txt "${fields// /x}"
+run check "underflow" 0 "*Underflow: a product of the smallest probabilities (prior 0.5, test 0.01) is 0 after 162 observed tests; fields with that many such results get probability 0 for every state"$'\n' "" "" check tiny.txt
 
 run evaluate "evaluates" 0 "*"$'\n\nAccuracy: 66.67 %\n\n' "" "" evaluate trained.txt eval.txt out.txt
 [ "$group" != evaluate ] || [ "$(cat out.txt; echo .)" = $'# Three labelled fields.\n;TESTS\td\tyn\n;OK\td:0.973  n:0.02703  \n;TESTS\tn\tyy\n;ERROR\td:0.6923  n:0.3077  \n;TESTS\tdn\t-.-\n;OK\td:0.5  n:0.5  \n\n\n\n;Accuracy: 66.67 %\n\n.' ] || fail "evaluated file"
 run evaluate "line that does not fit" 1 "*Line: 3 / 3" $'Expected 2 test results but got 3. Test results:\nyyy\nveltra evaluate: bad.txt, line 3: the line does not fit trained.txt\n' "" evaluate trained.txt bad.txt out.txt
 run evaluate "missing input" 1 "" $'Cannot open file: missing.txt\n' "" evaluate trained.txt missing.txt out.txt
 run evaluate "output not writable" 1 "" $'Cannot open file: none/out.txt\n' "" evaluate trained.txt eval.txt none/out.txt
-run evaluate "output is the input" 1 "" $'veltra evaluate: the output eval.txt would overwrite an input\n' "" evaluate trained.txt eval.txt eval.txt
+run evaluate "output is the input" 1 "" $'Output would overwrite an input file: eval.txt\n' "" evaluate trained.txt eval.txt eval.txt
+run evaluate "output is the network" 1 "" $'veltra evaluate: the output trained.txt would overwrite the network\n' "" evaluate trained.txt eval.txt trained.txt
+# A file-size limit (its signal ignored) makes writes fail: the run fails, naming the output.
+if [ "$group" = evaluate ]; then
+    for i in $(seq 40); do cat eval.txt; done >many.txt
+    (trap '' XFSZ; ulimit -f 1; "$veltra" evaluate trained.txt many.txt cut.txt >/dev/null 2>stderr.txt)
+    status=$? ran=$((ran + 1))
+    [ "$status" = 1 ] && [ "$(cat stderr.txt)" = "Cannot write file: cut.txt" ] || fail "output cut by a file-size limit (exit status $status)"
+fi
 run evaluate "untrained network" 1 "" $'veltra evaluate: network.txt holds no probabilities; train it first\n' "" evaluate network.txt eval.txt out.txt
 
 printf '\r\nH = Kind "dd"\r\nT = Ends in x "x,yz"\r\n' >wide.txt
 run check "untrained" 0 $'network.txt: hypothesis Kind, 2 states, 2 tests\nStates: d n\nTests, one result character each, in this order:\n   1  Digits  y,n  Has digits\n   2  Blank   y,n  Has a blank\nProbabilities: none; train the network before classifying with it\n' "" "" check network.txt
-run check "trained" 0 $'trained.txt: hypothesis Kind, 2 states, 2 tests\n*\nProbabilities: 10 lines\n' "" "" check trained.txt
+run check "trained" 0 $'trained.txt: hypothesis Kind, 2 states, 2 tests\n*\nProbabilities: 10 lines\nUnderflow: a product of the smallest probabilities (prior 0.5, test 0.1) is 0 after 324 observed tests; this network has fewer tests\n' "" "" check trained.txt
 run check "more than one character" 0 $'wide.txt: hypothesis Kind, 1 state, 1 test\nStates: dd\nTests, one result character each, in this order:\n   1  T  x,yz  Ends in x\nProbabilities: none; train the network before classifying with it\n' $'veltra check: warning: state "dd" is not one character\nveltra check: warning: value "yz" of test T is not one character\n' "" check wide.txt
 run check "faulty network" 1 "" $'String: Digits does not contain: =\nveltra check: broken.txt is not a valid network description\n' "" check broken.txt
 run check "missing network" 1 "" $'Cannot open file: missing.txt\n' "" check missing.txt
