@@ -87,8 +87,8 @@ void ResultTable::Print(std::ostream& out) const
     const char* layout = "%-9s %-27s %-19s %-19s %-8s %-9s %s\n";
     std::snprintf(line, sizeof line, layout, "size", "job", "engine", "reference", "ratio", "target", "");
     out << line;
-    double previousPerByte = 0.0, loadTarget = 0.0;
-    std::string previousSize;
+    double firstPerByte = 0.0, loadTarget = 0.0;
+    std::string firstSize;
     for (const Row& row : m_rows) {
         const double engine = Seconds(row.engine), reference = Seconds(row.reference);
         if (engine == 0.0 && reference == 0.0) continue;
@@ -105,19 +105,21 @@ void ResultTable::Print(std::ostream& out) const
                 verdict = row.target <= 0.0 ? "-" : ratio >= row.target ? "met" : "not met";
                 break;
             case Metric::kTimePerByte: {
-                const double perByte = engine / row.work;
+                // The engine's time per byte, in units of the reference's (linear by construction)
+                // measured in the same run, so that a busier machine at one size does not count.
+                const double perByte = reference > 0.0 ? ratio : engine / row.work;
                 target = "flat";
                 loadTarget = row.target;
-                if (previousPerByte > 0.0 && perByte > 0.0) {
-                    const double growth = perByte / previousPerByte;
+                if (firstPerByte > 0.0 && perByte > 0.0) {
+                    const double growth = perByte / firstPerByte;
                     verdict = std::string(growth <= row.target ? "met" : "not met") + " (" + Ratio(growth) +
-                              " " + previousSize + ")";
+                              " " + firstSize + ")";
                 } else {
                     verdict = "baseline";
                 }
-                if (perByte > 0.0) {
-                    previousPerByte = perByte;
-                    previousSize = row.size;
+                if (firstPerByte == 0.0 && perByte > 0.0) {
+                    firstPerByte = perByte;
+                    firstSize = row.size;
                 }
                 break;
             }
@@ -131,8 +133,8 @@ void ResultTable::Print(std::ostream& out) const
     }
     out << "\nRatio: engine / reference, of the time per call or per byte, or of the lines per second.\n";
     if (loadTarget > 0.0)
-        out << "Load is flat when the engine's time per byte is at most " << loadTarget
-            << " times that of the size before (in brackets).\n";
+        out << "Load is flat when the engine's time per byte, as a ratio to the reference's, is at most "
+            << loadTarget << " times that of the smallest size (in brackets), over sizes 280 times apart.\n";
 }
 
 }  // namespace bench

@@ -11,8 +11,11 @@ void CheckProbabilityRange(double probability)
 void StoreProbability(HashTable<Double>& table, const String& key, double probability)
 {
     CheckProbabilityRange(probability);
-    if (!table.Contains(key)) table.Add(key, Double(0.0));
-    table.Get(key).m_value = probability;
+    // A new key is added as 0.0 and then set: in one step here.
+    if (Double* stored = table.Find(key))
+        stored->m_value = probability;
+    else
+        table.Add(key, Double(probability));
 }
 
 void Hypothesis::AddState(const String& value)

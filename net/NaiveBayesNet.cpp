@@ -3,6 +3,8 @@
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
+#include <string_view>
 #include <iostream>
 
 namespace veltra {
@@ -71,8 +73,9 @@ void NaiveBayesNet::SetProbability(const String& key, double value)
         return;
     }
     String tag = GetTag(key);
-    if (!m_tests.Contains(tag)) VELTRA_RAISE("NaiveBayesNet does not contain test with tag: ", tag);
-    m_tests.Get(tag)->SetProbability(key, value);
+    Ptr<BayesTest>* test = m_tests.Find(tag);
+    if (!test) VELTRA_RAISE("NaiveBayesNet does not contain test with tag: ", tag);
+    (*test)->SetProbability(key, value);
 }
 
 void NaiveBayesNet::AddParameter(const String& name, double value)
@@ -124,11 +127,29 @@ void NaiveBayesNet::ReadParameterLine(const String& line)
 
 void NaiveBayesNet::ReadProbabilityLine(const String& line)
 {
-    String compact = line.RemoveAll(' ').RemoveAll('\t').RemoveAll('\r').RemoveAll('\n');
-    AutoPtr<Vector<String>> tokens(compact.GetTokens("()", true));
-    const String& key = (*tokens)[1];
-    double value = std::atof((*tokens)[2].AfterFirst("=").c_str());
-    SetProbability(key, value);
+    // Without blanks, tabs and line ends, cut at "(" and ")" (as GetTokens cuts, up to a zero
+    // byte): "P", the key, then "=" and the value.
+    std::string compact;
+    compact.reserve(static_cast<size_t>(line.Length()));
+    for (char c : line.str())
+        if (c != ' ' && c != '\t' && c != '\r' && c != '\n') compact += c;
+    const char* tokens[3];
+    size_t lengths[3], count = 0;
+    for (const char* p = compact.c_str() + std::strspn(compact.c_str(), "()"); *p && count < 3; p += std::strspn(p, "()")) {
+        tokens[count] = p;
+        lengths[count] = std::strcspn(p, "()");
+        p += lengths[count++];
+    }
+    const std::string_view third = count == 3 ? std::string_view(tokens[2], lengths[2]) : std::string_view();
+    if (third.find('=') == std::string_view::npos) {
+        // Too few tokens or no "=": the keyed reading raises the table's or the string's message.
+        AutoPtr<Vector<String>> pieces(String(compact).GetTokens("()", true));
+        const String& key = (*pieces)[1];
+        SetProbability(key, std::atof((*pieces)[2].AfterFirst("=").c_str()));
+        return;
+    }
+    const std::string value(third.substr(third.find('=') + 1));
+    SetProbability(String(std::string(tokens[1], lengths[1])), std::atof(value.c_str()));
 }
 
 void NaiveBayesNet::ReadHypothesisLine(const String& line)

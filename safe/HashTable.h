@@ -84,6 +84,13 @@ public:
     }
 
     bool Contains(const String& key) const { return m_entries.find(key) != m_entries.end(); }
+    // The stored item, or null: Contains and Get in one lookup.
+    T* Find(const String& key)
+    {
+        auto it = m_entries.find(key);
+        return it == m_entries.end() ? nullptr : &it->second;
+    }
+    const T* Find(const String& key) const { return const_cast<HashTable*>(this)->Find(key); }
 
     // Raises "Hashtable cannot find key: <key>".
     T& Get(const String& key)

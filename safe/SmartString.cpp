@@ -125,6 +125,14 @@ String String::TrimRight() const
     return String(m_text.substr(0, n));
 }
 
+String String::Trim() const
+{
+    size_t first = 0, end = m_text.size();
+    while (first < end && IsSpace(m_text[first])) ++first;
+    while (end > first && IsSpace(m_text[end - 1])) --end;
+    return String(m_text.substr(first, end - first));
+}
+
 bool String::IsInteger() const
 {
     String t = Trim();

@@ -9,6 +9,7 @@
 #include <istream>
 #include <ostream>
 #include <string>
+#include <utility>
 
 #include "safe/SmartPointers.h"
 
@@ -23,6 +24,9 @@ public:
     String(const char* text) : m_text(text ? text : "") {}  // NOLINT: implicit like a literal
     String(const std::string& text) : m_text(text) {}        // NOLINT
     String(const String& other) = default;
+    // Moving takes the text and leaves the source empty; like a copy, the new String has its
+    // own (no) proxy. Containers of Strings grow without copying every text.
+    String(String&& other) noexcept : SmartObject(), m_text(std::move(other.m_text)) {}
     explicit String(int32_t value);  // "%d"
     explicit String(char c) : m_text(1, c) {}
     ~String() override = default;
@@ -30,6 +34,11 @@ public:
     String& operator=(const char* text);
     String& operator=(char c);
     String& operator=(const String& other) = default;
+    String& operator=(String&& other) noexcept
+    {
+        m_text = std::move(other.m_text);
+        return *this;
+    }
 
     const char* GetTypeName() const override { return "String"; }
 
@@ -62,7 +71,7 @@ public:
     String RemoveAll(char c) const { return Replace(String(c), String()); }
     String TrimLeft() const;
     String TrimRight() const;
-    String Trim() const { return TrimLeft().TrimRight(); }
+    String Trim() const;  // TrimRight of TrimLeft, cut at once
 
     // True for a 32-bit integer in canonical form after trimming, an optional "+" and leading
     // zeros: " 42 ", "+42", "0042", "-7" and "0" are; "", "+", "4x", "-07", "1e3" are not.

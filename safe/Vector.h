@@ -5,6 +5,7 @@
 #define VELTRA_SAFE_VECTOR_H
 
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 #include "safe/SmartPointers.h"
@@ -36,6 +37,7 @@ public:
     const char* GetTypeName() const override { return "Vector"; }
 
     void Add(const T& item) { m_items.push_back(item); }
+    void Add(T&& item) { m_items.push_back(std::move(item)); }
     int32_t Size() const { return static_cast<int32_t>(m_items.size()); }
 
     T& operator[](int32_t i) { return m_items[CheckIndex(i)]; }
