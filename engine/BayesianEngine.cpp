@@ -26,9 +26,6 @@ std::string ProbabilityLine(const String& key, double probability)
     return line;
 }
 
-// The denominator key of a state and test: samples of that state where the test was observed.
-String ObservedKey(const String& stateKey, const String& tag) { return stateKey + "," + tag + "!=" + "-"; }
-
 }  // namespace
 
 int32_t CountNewlines(std::istream& in, const String& file)
@@ -131,9 +128,9 @@ void BayesianEngine::Train(String networkFile, String sampleFile, String outputF
     InitializeThruFile(outputFile);
     std::ofstream append(outputFile.c_str(), std::ios::out | std::ios::app);
     if (!append.is_open()) VELTRA_RAISE("Cannot open file: ", outputFile);
-    WriteFigures(append, false);
+    WriteFigures(append, TestFigure::kDP);
     append << "#\n#\n";
-    WriteFigures(append, true);
+    WriteFigures(append, TestFigure::kCP);
     append.close();
     CheckWritten(append, outputFile);
 
@@ -146,8 +143,7 @@ void BayesianEngine::SeedCountTable()
 {
     m_countTable.RemoveAll();
     AutoPtr<Vector<String>> stateKeys(m_network.GetHypothesisKeys());
-    AutoPtr<Vector<String>> conditionalKeys(NewObject<Vector<String>>());
-    for (int32_t t = 0; t < m_network.GetTestCount(); ++t) m_network.GetTest(t).GetStateKeys(conditionalKeys);
+    AutoPtr<Vector<String>> conditionalKeys(m_network.GetConditionalKeys());
 
     // This order is the order of the count lines in the trained file.
     for (int32_t i = 0; i < stateKeys->Size(); ++i) m_countTable.Add((*stateKeys)[i], Long(0));
@@ -168,7 +164,7 @@ void BayesianEngine::ReadSampleFile(std::istream& samples, const String& sampleF
     } fold{m_sampleCounters};
 
     int32_t total = CountNewlines(samples, sampleFile);
-    ProgressCounter progress(23, total, m_fastPath);
+    ProgressCounter progress(ProgressCounter::kTrainingBackspaces, total, m_fastPath);
     String line;
     for (int32_t number = 1; !samples.eof(); ++number) {
         String::ReadLine(samples, line, sampleFile, number);
@@ -256,15 +252,13 @@ void BayesianEngine::WriteCountTable(std::ostream& out, int32_t sampleListCount)
 void BayesianEngine::WriteProbabilities(std::ostream& out, bool counts)
 {
     AutoPtr<Vector<String>> stateKeys(m_network.GetHypothesisKeys());
-    AutoPtr<Vector<String>> conditionalKeys(NewObject<Vector<String>>());
-    for (int32_t t = 0; t < m_network.GetTestCount(); ++t) m_network.GetTest(t).GetStateKeys(conditionalKeys);
+    AutoPtr<Vector<String>> conditionalKeys(m_network.GetConditionalKeys());
 
     HashTable<Double> probabilities;
     for (int32_t i = 0; i < conditionalKeys->Size(); ++i) {
         const String& key = (*conditionalKeys)[i];
-        String stateKey = key.AfterFirst("|");
-        String tag = key.BeforeFirst("=");
-        String denominatorKey = stateKey + "," + tag + "!=" + "-";
+        String tag = TagOfKey(key);
+        String denominatorKey = ObservedKey(StateKeyOfKey(key), tag);
         int32_t numerator = Count(key);
         if (numerator == 0) std::cout << "WARNING: found 0 count for state: " << key << std::endl;
         int32_t denominator = Count(denominatorKey);
@@ -303,14 +297,14 @@ void BayesianEngine::ApplyProbabilityFloor(HashTable<Double>& table) const
         const String& key = (*keys)[i];
         double old = table.Get(key).m_value;
         if (old >= kProbabilityFloor) continue;
-        String tag = key.BeforeFirst("=");
-        String state = key.AfterFirst("|H=");
+        String tag = TagOfKey(key);
+        String state = StateOfConditionalKey(key);
         // The best entry is searched anew for every raised entry, so values raised earlier
         // take part; among equal largest values the earliest wins.
         int32_t best = -1;
         for (int32_t j = 0; j < keys->Size(); ++j) {
             const String& other = (*keys)[j];
-            if (other.BeforeFirst("=") != tag || other.AfterFirst("|H=") != state) continue;
+            if (TagOfKey(other) != tag || StateOfConditionalKey(other) != state) continue;
             if (best < 0 || table.Get(other).m_value > table.Get((*keys)[best]).m_value) best = j;
         }
         table.Get(key).m_value = kProbabilityFloor;
@@ -318,8 +312,9 @@ void BayesianEngine::ApplyProbabilityFloor(HashTable<Double>& table) const
     }
 }
 
-void BayesianEngine::WriteFigures(std::ostream& out, bool cp)
+void BayesianEngine::WriteFigures(std::ostream& out, TestFigure kind)
 {
+    const bool cp = kind == TestFigure::kCP;
     HashTable<Double> figures;
     if (cp)
         m_network.GetCPValues(figures, false);
@@ -329,17 +324,7 @@ void BayesianEngine::WriteFigures(std::ostream& out, bool cp)
     AutoPtr<DubiousDataList> list(NewObject<DubiousDataList>());
     list->m_deleteItems = true;
     Ptr<Vector<String>> tags = figures.GetKeys();
-    for (int32_t i = 0; i < tags->Size(); ++i) {
-        const String& tag = (*tags)[i];
-        DubiousData* entry = NewObject<DubiousData>(tag, figures.Get(tag).m_value);
-        Ptr<DubiousData> owned(entry);
-        try {
-            list->Add(tag, owned);
-        } catch (...) {
-            delete entry;
-            throw;
-        }
-    }
+    for (int32_t i = 0; i < tags->Size(); ++i) AddDubiousData(*list, (*tags)[i], figures.Get((*tags)[i]).m_value);
     SortDubiousDataList(*list);
 
     out << (cp ? "#\tCP values:\n#\t-----------\n" : "\n#\tDP values:\n#\t-----------\n");

@@ -88,7 +88,7 @@ private:
     void ReadSampleFile(std::istream& samples, const String& sampleFile, bool counts, int32_t& sampleListCount);
     void WriteCountTable(std::ostream& out, int32_t sampleListCount) const;
     void WriteProbabilities(std::ostream& out, bool counts);
-    void WriteFigures(std::ostream& out, bool cp);
+    void WriteFigures(std::ostream& out, TestFigure kind);
     int32_t Count(const String& key) { return m_countTable.Get(key).m_value; }
 
     SampleCounters m_sampleCounters;

@@ -2,6 +2,12 @@
 
 namespace veltra {
 
+void AddDubiousData(DubiousDataList& list, const String& value, double figure)
+{
+    FillOrDelete(NewObject<DubiousData>(value, figure),
+                 [&](DubiousData& entry) { list.Add(entry.GetValue(), Ptr<DubiousData>(&entry)); });
+}
+
 void SortDubiousDataList(DubiousDataList& list)
 {
     Vector<Ptr<DubiousData>> work;

@@ -20,6 +20,10 @@ public:
 
 using DubiousDataList = HashTable<Ptr<DubiousData>>;
 
+// Adds a new entry (value, figure) under its value to a list that owns its entries (delete-items
+// flag set). Raises the table's "HashTable cannot add duplicate key: <value>", deleting the entry.
+void AddDubiousData(DubiousDataList& list, const String& value, double figure);
+
 // Checks that every key equals its entry's value, then reorders the list by decreasing figure in
 // place; equal figures keep their order. Raises
 // "In DubiousDataLists, every key must be identical to item's value.\nKey:   >k<\nValue: >v<"

@@ -96,46 +96,24 @@ Ptr<DubiousDataList> FieldClassifier::Analyze(String results, bool verbose)
     // Full stops only group the results for the eye; they never reach inference.
     results = results.RemoveAll('.');
 
-    DubiousDataList* table = NewObject<DubiousDataList>();
-    table->m_deleteItems = true;
-    Ptr<DubiousDataList> owned(table);
-    try {
+    // The table owns its records; the caller owns the table.
+    return FillOrDelete(NewObject<DubiousDataList>(), [&](DubiousDataList& table) {
+        table.m_deleteItems = true;
         if (!verbose && RankFast(results.c_str(), static_cast<size_t>(results.Length()))) {
             // Already ranked: the records go in in the order the sort would leave them.
             const CompiledNetwork& compiled = *m_network.GetCompiled();
-            for (int32_t s : m_ranking) {
-                DubiousData* entry = NewObject<DubiousData>(String(compiled.StateName(s)), m_levels[static_cast<size_t>(s)]);
-                Ptr<DubiousData> record(entry);
-                try {
-                    table->Add(entry->GetValue(), record);
-                } catch (...) {
-                    delete entry;
-                    throw;
-                }
-            }
-            return owned;
+            for (int32_t s : m_ranking)
+                AddDubiousData(table, String(compiled.StateName(s)), m_levels[static_cast<size_t>(s)]);
+            return;
         }
         AutoPtr<Vector<String>> stateKeys(m_network.GetHypothesisKeys());
         for (int32_t i = 0; i < stateKeys->Size(); ++i) {
             const String& stateKey = (*stateKeys)[i];
-            double level = m_network.GetConfLevel(stateKey, results, verbose);
-            DubiousData* entry = NewObject<DubiousData>(String(), 0.0);
-            Ptr<DubiousData> record(entry);
-            try {
-                entry->m_value = stateKey.AfterFirst("=");
-                entry->m_figure = level;
-                table->Add(entry->GetValue(), record);
-            } catch (...) {
-                delete entry;
-                throw;
-            }
+            const double level = m_network.GetConfLevel(stateKey, results, verbose);
+            AddDubiousData(table, StateOfStateKey(stateKey), level);
         }
-        SortDubiousDataList(*table);
-    } catch (...) {
-        delete table;
-        throw;
-    }
-    return owned;
+        SortDubiousDataList(table);
+    });
 }
 
 int32_t FieldClassifier::AnalyzeInto(const char* results, char* categories, double* probabilities, int32_t* count)
@@ -181,7 +159,7 @@ void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
 
     int32_t total = CountNewlines(in, inputFile);
     out.precision(4);
-    ProgressCounter progress(22, total, m_fastPath);
+    ProgressCounter progress(ProgressCounter::kEvaluationBackspaces, total, m_fastPath);
     // Lines are assembled and written at once where the output writes numbers plainly.
     const bool assemble = m_fastPath && WritesPlainNumbers(out);
     int32_t correct = 0;
@@ -240,7 +218,7 @@ void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
         if (tokens->Size() < 3) VELTRA_RAISE("Wrong format in line:\n", line);
         const String& expected = (*tokens)[1];
         AutoPtr<DubiousDataList> table(Analyze((*tokens)[2].RemoveAll('.'), false));
-        SortDubiousDataList(*table);
+        SortDubiousDataList(*table);  // sorted by Analyze already; sorting again changes nothing
 
         Ptr<Vector<String>> states = table->GetKeys();
         // A line is right when the most probable state is any one of its expected states.

@@ -11,7 +11,12 @@ namespace veltra {
 
 class ProgressCounter {
 public:
-    // Training erases with 23 backspaces, batch evaluation with 22. With `assemble`, each step's
+    // The length of the erasing run, fixed for each: logs that capture the counter hold exactly
+    // these bytes.
+    static constexpr int32_t kTrainingBackspaces = 23;
+    static constexpr int32_t kEvaluationBackspaces = 22;
+
+    // With `assemble`, each step's
     // text is assembled and written at once when standard output writes numbers plainly; the
     // bytes are those of the step written piece by piece.
     ProgressCounter(int32_t backspaces, int32_t total, bool assemble);

@@ -46,7 +46,7 @@ void SampleCounters::Build(const NaiveBayesNet& network, HashTable<Long>& countT
                                                              : -1);
         }
         for (const String& state : stateNames)
-            m_observedCounter.push_back(Counter(countTable, StateKey(state) + "," + test.GetTag() + "!=-"));
+            m_observedCounter.push_back(Counter(countTable, ObservedKey(StateKey(state), test.GetTag())));
     }
     m_counting = true;
 }

@@ -1,7 +1,7 @@
 // SampleCounters: the counts of a training run's samples as flat arrays beside the count table.
 //
-// AddSample finds three kinds of entries of the count table for a sample: "H=" + state, then for
-// every observed test tag + "=" + value + "|H=" + state and "H=" + state + "," + tag + "!=-".
+// AddSample finds three kinds of entries of the count table for a sample (see ProbabilityKey): the
+// state key, then for every observed test the conditional key and the observed key.
 // These counters stand for those entries, indexed by state, test and value. Build maps every
 // entry that a one-character state and value can reach; Add counts a sample whose every entry
 // exists, and refuses any other sample without counting anything (the keyed AddSample then counts

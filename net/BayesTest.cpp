@@ -29,7 +29,7 @@ double BayesTest::GetProbability(const String& key) const
 
 String BayesTest::MakeKey(const String& stateKey, const String& value) const
 {
-    return m_tag + "=" + value + "|" + stateKey;
+    return ConditionalKey(m_tag, value, stateKey);
 }
 
 void BayesTest::GetStateKeys(const Ptr<Vector<String>>& target) const

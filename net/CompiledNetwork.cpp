@@ -26,9 +26,9 @@ void CompiledNetwork::Build(const NaiveBayesNet& network)
     if (m_states == 0) return;  // nothing to classify into
     const size_t states = static_cast<size_t>(m_states);
     for (int32_t s = 0; s < m_states; ++s) {
-        String key = veltra::StateKey(hypothesis.GetState(s));
+        String key = veltra::StateKey(hypothesis.GetState(s));  // not the member of this class
         // The network reads a key holding "|" as a test's key, never as a prior.
-        if (key.Contains("|") || !hypothesis.HasProbability(key)) return;
+        if (IsConditionalKey(key) || !hypothesis.HasProbability(key)) return;
         m_stateKeys.push_back(key.str());
         m_stateKeyHashes.push_back(InferenceCache::Hash(key.c_str(), static_cast<size_t>(key.Length())));
         m_priors.push_back(hypothesis.GetProbability(key));

@@ -4,6 +4,8 @@
 #ifndef VELTRA_NET_HYPOTHESIS_H
 #define VELTRA_NET_HYPOTHESIS_H
 
+#include "net/ProbabilityKey.h"
+#include "net/ProbabilityTable.h"
 #include "safe/HashTable.h"
 #include "safe/SmartString.h"
 #include "safe/Vector.h"
@@ -40,15 +42,6 @@ private:
     HashTable<Double> m_probabilities;
 };
 
-// The key under which a state's probability is stored: "H=" + state.
-inline String StateKey(const String& state) { return "H=" + state; }
-
-// Raises "Probability must be in range [0,1] but it is: <p>" for p outside [0, 1].
-void CheckProbabilityRange(double probability);
-// Inserts a 0.0 entry under an unknown key, then sets the value.
-void StoreProbability(HashTable<Double>& table, const String& key, double probability);
-// The sum check shared by the nodes: 0.9999 <= sum <= 1.0001, both bounds included.
-inline bool SumsToOne(double sum) { return sum >= 0.9999 && sum <= 1.0001; }
 
 }  // namespace veltra
 

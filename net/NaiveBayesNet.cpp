@@ -18,12 +18,11 @@ Ptr<Vector<String>> SplitQuoted(const String& line)
     String right = line.AfterFirst("=").Trim();
     AutoPtr<Vector<String>> pieces(right.GetTokens("\"", true));
     if (pieces->Size() != 2) VELTRA_RAISE("Wrong format in line:\n", right);
-    Vector<String>* result = NewObject<Vector<String>>();
-    Ptr<Vector<String>> owned(result);
-    result->Add((*pieces)[0]);
-    AutoPtr<Vector<String>> values(((*pieces)[1]).GetTokens(",", true));
-    for (int32_t i = 0; i < values->Size(); ++i) result->Add((*values)[i].Trim());
-    return owned;
+    return FillOrDelete(NewObject<Vector<String>>(), [&](Vector<String>& result) {
+        result.Add((*pieces)[0]);
+        AutoPtr<Vector<String>> values(((*pieces)[1]).GetTokens(",", true));
+        for (int32_t i = 0; i < values->Size(); ++i) result.Add((*values)[i].Trim());
+    });
 }
 
 }  // namespace
@@ -38,13 +37,7 @@ NaiveBayesNet::NaiveBayesNet()
 
 NaiveBayesNet::~NaiveBayesNet()
 {
-    try {
-        DeleteNodes();
-    } catch (TrapException& e) {
-        ReportError(e.GetMessage());
-    } catch (...) {
-        ReportError("Exception in SmartObject dtor!");
-    }
+    CleanUpOrReportTrap("Exception in NaiveBayesNet dtor!", [this] { DeleteNodes(); });
 }
 
 void NaiveBayesNet::DeleteNodes()
@@ -55,11 +48,11 @@ void NaiveBayesNet::DeleteNodes()
     m_replacedHypotheses.DeleteAll();
 }
 
-String NaiveBayesNet::GetTag(const String& key) const { return key.BeforeFirst("="); }
+String NaiveBayesNet::GetTag(const String& key) const { return TagOfKey(key); }
 
 double NaiveBayesNet::GetProbability(const String& key) const
 {
-    if (!key.Contains("|")) return m_hypothesis->GetProbability(key);
+    if (!IsConditionalKey(key)) return m_hypothesis->GetProbability(key);
     String tag = GetTag(key);
     if (!m_tests.Contains(tag)) VELTRA_RAISE("NaiveBayesNet does not contain test with tag: ", tag);
     return m_tests.Get(tag)->GetProbability(key);
@@ -68,7 +61,7 @@ double NaiveBayesNet::GetProbability(const String& key) const
 void NaiveBayesNet::SetProbability(const String& key, double value)
 {
     m_compiledStale = true;
-    if (!key.Contains("|")) {
+    if (!IsConditionalKey(key)) {
         m_hypothesis->SetProbability(key, value);
         return;
     }
@@ -167,15 +160,11 @@ void NaiveBayesNet::ReadTestLine(const String& line)
 {
     String tag = line.BeforeFirst("=").Trim();
     AutoPtr<Vector<String>> pieces(SplitQuoted(line));
-    BayesTest* test = NewObject<BayesTest>(tag, (*pieces)[0], m_hypothesis);
-    Ptr<BayesTest> owned(test);
-    try {
-        for (int32_t i = 1; i < pieces->Size(); ++i) test->AddValue((*pieces)[i]);
-        m_tests.Add(tag, owned);
-    } catch (...) {
-        delete test;
-        throw;
-    }
+    // The tests table owns the test once it holds it.
+    FillOrDelete(NewObject<BayesTest>(tag, (*pieces)[0], m_hypothesis), [&](BayesTest& test) {
+        for (int32_t i = 1; i < pieces->Size(); ++i) test.AddValue((*pieces)[i]);
+        m_tests.Add(tag, Ptr<BayesTest>(&test));
+    });
 }
 
 void NaiveBayesNet::CheckProbabilities() const
@@ -197,15 +186,15 @@ void NaiveBayesNet::Validate() const
 
 Ptr<Vector<String>> NaiveBayesNet::GetHypothesisKeys() const
 {
-    Vector<String>* keys = NewObject<Vector<String>>();
-    Ptr<Vector<String>> owned(keys);
-    try {
-        m_hypothesis->GetStateKeys(owned);
-    } catch (...) {
-        delete keys;
-        throw;
-    }
-    return owned;
+    return FillOrDelete(NewObject<Vector<String>>(),
+                        [&](Vector<String>& keys) { m_hypothesis->GetStateKeys(Ptr<Vector<String>>(&keys)); });
+}
+
+Ptr<Vector<String>> NaiveBayesNet::GetConditionalKeys() const
+{
+    return FillOrDelete(NewObject<Vector<String>>(), [&](Vector<String>& keys) {
+        for (int32_t t = 0; t < m_tests.Size(); ++t) GetTest(t).GetStateKeys(Ptr<Vector<String>>(&keys));
+    });
 }
 
 double NaiveBayesNet::Product(const String& stateKey, const String& results, bool verbose)
@@ -320,12 +309,19 @@ String NaiveBayesNet::CheckedValue(const BayesTest& test, int32_t v) const
     return value;
 }
 
-void NaiveBayesNet::GetCPValues(HashTable<Double>& figures, bool verbose) { GetFigures(figures, verbose, true); }
-
-void NaiveBayesNet::GetDPValues(HashTable<Double>& figures, bool verbose) { GetFigures(figures, verbose, false); }
-
-void NaiveBayesNet::GetFigures(HashTable<Double>& figures, bool verbose, bool cp)
+void NaiveBayesNet::GetCPValues(HashTable<Double>& figures, bool verbose)
 {
+    GetFigures(figures, verbose, TestFigure::kCP);
+}
+
+void NaiveBayesNet::GetDPValues(HashTable<Double>& figures, bool verbose)
+{
+    GetFigures(figures, verbose, TestFigure::kDP);
+}
+
+void NaiveBayesNet::GetFigures(HashTable<Double>& figures, bool verbose, TestFigure kind)
+{
+    const bool cp = kind == TestFigure::kCP;
     Validate();
     AutoPtr<Vector<String>> stateKeys(GetHypothesisKeys());
     for (int32_t t = 0; t < m_tests.Size(); ++t) {

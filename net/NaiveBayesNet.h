@@ -16,6 +16,9 @@
 
 namespace veltra {
 
+// The two per-test figures of a trained network (see GetCPValues and GetDPValues).
+enum class TestFigure { kCP, kDP };
+
 class NaiveBayesNet : public SmartObject {
 public:
     // The product cache is emptied when found full at a store; the confidence cache stops growing.
@@ -47,6 +50,9 @@ public:
     // Inference. Test results hold one character per test, "-" for a test without a result.
     // A new vector of "H=" + state in state order; the caller owns it.
     Ptr<Vector<String>> GetHypothesisKeys() const;
+    // A new vector of every test's conditional keys (BayesTest::GetStateKeys), tests in test order;
+    // the caller owns it.
+    Ptr<Vector<String>> GetConditionalKeys() const;
     // The prior times the conditional probability of every observed test.
     double Product(const String& stateKey, const String& results, bool verbose);
     // The posterior of one state. Raises "Expected <n> test results but got <m>. Test results:\n<r>",
@@ -92,7 +98,7 @@ private:
     void ReadTestLine(const String& line);
     void CheckProbabilities() const;
     String CheckedValue(const BayesTest& test, int32_t v) const;
-    void GetFigures(HashTable<Double>& figures, bool verbose, bool cp);
+    void GetFigures(HashTable<Double>& figures, bool verbose, TestFigure kind);
     double KeyedConfLevel(const String& stateKey, const String& results, bool verbose);
 
     Ptr<Hypothesis> m_hypothesis;

@@ -56,16 +56,14 @@ public:
     // Never lets an exception out.
     ~HashTable() override
     {
-        try {
+        CleanUpOrReport("Exception in HashTable dtor", [this] {
             if (m_deleteItems)
                 DeleteAll();
             else
                 RemoveAll();
             if (Vector<String>* keys = m_keys.GetRaw()) delete keys;
             m_keys = nullptr;
-        } catch (...) {
-            ReportError("Exception in HashTable dtor");
-        }
+        });
     }
 
     const char* GetTypeName() const override { return "HashTable"; }
@@ -109,6 +107,7 @@ public:
     void RemoveAll()
     {
         m_entries.clear();
+        // A check that cannot fail after clearing, kept with its message as the table always had it.
         if (!m_entries.empty())
             VELTRA_RAISE("HashTable failed to remove all items correctly: ", Size(), " items remain");
         ClearKeys();

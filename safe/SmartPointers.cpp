@@ -4,14 +4,12 @@ namespace veltra {
 
 SmartObject::~SmartObject()
 {
-    try {
+    CleanUpOrReport("Exception in SmartObject dtor!", [this] {
         if (m_proxy) {
             m_proxy->ObjectDeleted();
             m_proxy = nullptr;
         }
-    } catch (...) {
-        ReportError("Exception in SmartObject dtor!");
-    }
+    });
 }
 
 void SmartObject::SetProxy(GenericProxy* proxy)
@@ -34,18 +32,14 @@ void GenericProxy::ReleaseObject()
 
 void GenericProxy::CheckForLeak() noexcept
 {
-    try {
+    CleanUpOrReportTrap("Exception in Proxy dtor!", [this] {
         if (m_object) {
             if (m_object->IsOnHeap())
                 std::cerr << "ERROR: " << "Memory leak detected! Object type: " << m_object->GetTypeName()
                           << std::endl;
             m_object->SetProxy(nullptr);
         }
-    } catch (TrapException& e) {
-        ReportError(e.GetMessage());
-    } catch (...) {
-        ReportError("Exception in Proxy dtor!");
-    }
+    });
 }
 
 }  // namespace veltra

@@ -89,11 +89,7 @@ public:
     }
     virtual ~Ptr()
     {
-        try {
-            Release();
-        } catch (...) {
-            ReportError("Exception in Ptr dtor!");
-        }
+        CleanUpOrReport("Exception in Ptr dtor!", [this] { Release(); });
     }
 
     // Both assignments release first and attach second, without a self-assignment test: assigning
@@ -157,14 +153,9 @@ public:
 
     ~AutoPtr() override
     {
-        try {
-            if (m_owner && this->m_proxy && this->m_proxy->IsAlive())
-                delete static_cast<T*>(this->m_proxy->m_object);
-        } catch (TrapException& e) {
-            ReportError(e.GetMessage());
-        } catch (...) {
-            ReportError("Exception in AutoPtr dtor!");
-        }
+        CleanUpOrReportTrap("Exception in AutoPtr dtor!", [this] {
+            if (m_owner && this->m_proxy && this->m_proxy->IsAlive()) delete static_cast<T*>(this->m_proxy->m_object);
+        });
     }
 
     AutoPtr& operator=(T*) override { VELTRA_RAISE("Operator= is disallowed for AutoPtr"); }
@@ -190,6 +181,22 @@ template <class T, class... Args>
 T* NewObject(Args&&... args)
 {
     return CheckAllocation(new (std::nothrow) T(std::forward<Args>(args)...));
+}
+
+// Hands a new heap object to `fill`, which fills it and may give it to its owner (a container
+// with its delete-items flag, or the caller through the Ptr returned). When filling raises, the
+// object is deleted before the failure goes on, so nothing leaks and no leak is reported.
+template <class T, class Fill>
+Ptr<T> FillOrDelete(T* object, Fill&& fill)
+{
+    Ptr<T> reached(object);
+    try {
+        fill(*object);
+    } catch (...) {
+        delete object;
+        throw;
+    }
+    return reached;
 }
 
 template <class T>

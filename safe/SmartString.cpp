@@ -192,15 +192,8 @@ void String::ReadLine(std::istream& stream, String& line, const String& file, in
 
 Ptr<Vector<String>> String::GetTokens(const String& delimiters, bool skipEmpty) const
 {
-    Vector<String>* tokens = NewObject<Vector<String>>();
-    Ptr<Vector<String>> result(tokens);
-    try {
-        GetTokens(*tokens, delimiters, skipEmpty);
-    } catch (...) {
-        delete tokens;
-        throw;
-    }
-    return result;
+    return FillOrDelete(NewObject<Vector<String>>(),
+                        [&](Vector<String>& tokens) { GetTokens(tokens, delimiters, skipEmpty); });
 }
 
 void String::GetTokens(Vector<String>& target, const String& delimiters, bool skipEmpty) const

@@ -55,8 +55,34 @@ template <class... Pieces>
 }
 
 // Clean-up reports: "ERROR: " and a text on standard error. Used by destructors, which never let
-// an exception out; each catch block names its fixed text.
+// an exception out.
 void ReportError(const std::string& text) noexcept;
+
+// A destructor's clean-up: any failure is reported as "ERROR: " and the destructor's own `text`,
+// and goes no further.
+template <class CleanUp>
+void CleanUpOrReport(const char* text, CleanUp&& cleanUp) noexcept
+{
+    try {
+        cleanUp();
+    } catch (...) {
+        ReportError(text);
+    }
+}
+
+// The same, reporting the message of a TrapException (already written once by its raise) and
+// `text` for any other failure.
+template <class CleanUp>
+void CleanUpOrReportTrap(const char* text, CleanUp&& cleanUp) noexcept
+{
+    try {
+        cleanUp();
+    } catch (TrapException& e) {
+        ReportError(e.GetMessage());
+    } catch (...) {
+        ReportError(text);
+    }
+}
 
 }  // namespace veltra
 

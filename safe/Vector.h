@@ -23,15 +23,13 @@ public:
     // they reach are left alone; with it, DeleteAll runs. Never lets an exception out.
     ~Vector() override
     {
-        try {
+        CleanUpOrReport("Exception in Vector dtor", [this] {
             if (!m_deleteItems) {
                 while (!m_items.empty()) m_items.pop_back();
             } else {
                 DeleteAll();
             }
-        } catch (...) {
-            ReportError("Exception in Vector dtor");
-        }
+        });
     }
 
     const char* GetTypeName() const override { return "Vector"; }
@@ -64,7 +62,7 @@ public:
         while (!m_items.empty()) {
             int32_t i = Size() - 1;
             try {
-                CheckIndex(i);
+                CheckIndex(i);  // the last index, always valid: kept, as the deletion always checked
                 if constexpr (IsPtr<T>::value) DeleteReferencedObject(m_items[static_cast<size_t>(i)]);
                 m_items.erase(m_items.begin() + i);
             } catch (...) {
