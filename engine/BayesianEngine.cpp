@@ -28,6 +28,25 @@ std::string ProbabilityLine(const String& key, double probability)
 
 }  // namespace
 
+std::string TrainingDate(std::time_t time)
+{
+    // ctime's text, without its buffer shared by every thread: engines train on threads of their own.
+    std::tm local{};
+#if defined(_WIN32)
+    if (localtime_s(&local, &time) != 0) return "\n";
+#else
+    if (!localtime_r(&time, &local)) return "\n";
+#endif
+    static const char* const kDays[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+    static const char* const kMonths[] = {"Jan", "Feb", "Mar", "Apr", "May", "Jun",
+                                          "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
+    if (local.tm_wday < 0 || local.tm_wday > 6 || local.tm_mon < 0 || local.tm_mon > 11) return "\n";
+    char text[64];
+    std::snprintf(text, sizeof text, "%.3s %.3s%3d %.2d:%.2d:%.2d %d\n", kDays[local.tm_wday], kMonths[local.tm_mon],
+                  local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec, 1900 + local.tm_year);
+    return text;
+}
+
 int32_t CountNewlines(std::istream& in, const String& file)
 {
     // A line that the reading would refuse stops the count where the reading would stop, so that
@@ -222,10 +241,9 @@ void BayesianEngine::ReadCountLine(const String& line)
 
 void BayesianEngine::WriteCountTable(std::ostream& out, int32_t sampleListCount) const
 {
-    std::time_t now = std::time(nullptr);
-    const char* date = std::ctime(&now);
+    const std::string date = TrainingDate(std::time(nullptr));
     out << "\n# Trained by BayesianEngine " << kVersion;
-    out << "\n# Date of training: " << (date ? date : "\n");
+    out << "\n# Date of training: " << date;
     out << "# Number of sample lists: " << sampleListCount;
     out << "\n# Number of sample strings: " << m_totalSampleCount;
     out << "\n\n\n# Count table:\n\n";

@@ -7,7 +7,9 @@
 #define VELTRA_ENGINE_BAYESIANENGINE_H
 
 #include <cstdint>
+#include <ctime>
 #include <iosfwd>
+#include <string>
 
 #include "engine/DubiousData.h"
 #include "engine/SampleCounters.h"
@@ -21,6 +23,10 @@ namespace veltra {
 // shown by the progress counters. Raises, as reading the file would, "Line <n> of <file> is longer
 // than 1023 bytes", at once for an input without end or newlines, and "Cannot read file: <file>".
 int32_t CountNewlines(std::istream& in, const String& file);
+
+// The local date and time of `time` as the standard ctime writes it ("Sun Nov 22 15:52:16 2026"
+// and a newline): the date line of a trained file.
+std::string TrainingDate(std::time_t time);
 
 class BayesianEngine : public SmartObject {
 public:

@@ -1,6 +1,7 @@
 // Training runs: the trained file against the checked-in one and its reload, the console report,
 // sample and count lines, files that cannot be opened, and the probability floor.
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <string>
 #include <tuple>
@@ -108,6 +109,16 @@ TEST(Training, ProbabilityFloorTakesFromTheLargestOfTheSameTestAndState)
     for (const auto& [key, before, after] : rows) table.Add(key, Double(before));
     FieldClassifier().ApplyProbabilityFloor(table);
     for (const auto& [key, before, after] : rows) EXPECT_NEAR(table.Get(key).m_value, after, 1e-12) << key;
+}
+
+// The date line is ctime's text, made without ctime's buffer that threads share: every day of
+// sixty years, at a time that moves through the day, leap days included.
+TEST(Training, DateLineIsCtimesText)
+{
+    for (std::time_t time = 0; time < std::time_t{60} * 366 * 86400; time += 86400 + 3607) {
+        const char* expected = std::ctime(&time);
+        ASSERT_EQ(TrainingDate(time), expected ? expected : "\n") << time;
+    }
 }
 
 }  // namespace
