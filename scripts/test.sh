@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Runs every test of Veltra: installs what is missing (as root, on Debian), then builds and tests
-# the normal build, the sanitizer build (AddressSanitizer and UndefinedBehaviorSanitizer) and the
-# Windows cross-build, whose DLL and test programs run under wine. Ends with one summary line.
+# the normal build (its export-level hosts also under valgrind memcheck), the sanitizer build
+# (AddressSanitizer and UndefinedBehaviorSanitizer), the ThreadSanitizer build of the engines on
+# separate threads and the Windows cross-build, whose DLL and test programs run under wine. Ends
+# with one summary line.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$(pwd)
@@ -15,6 +17,7 @@ command -v pkg-config >/dev/null || need+=(pkg-config)
 [ -f /usr/include/gtest/gtest.h ] || need+=(libgtest-dev)
 command -v x86_64-w64-mingw32-g++-posix >/dev/null || need+=(g++-mingw-w64-x86-64-posix)
 command -v wine >/dev/null || need+=(wine wine64)
+command -v valgrind >/dev/null || need+=(valgrind)
 . scripts/packages.sh
 install_missing test.sh "${need[@]}"
 
@@ -51,6 +54,7 @@ export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 
 run_suite "Linux" default
 run_suite "Linux with sanitizers" sanitize
+run_suite "Linux with ThreadSanitizer" tsan
 # One wine server for the whole suite, started before any test: test programs that start it
 # themselves, in parallel on a new prefix, can race its start-up.
 mkdir -p "$WINEPREFIX"
