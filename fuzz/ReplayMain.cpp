@@ -1,5 +1,7 @@
 // Runs a fuzz target over files or directories of inputs, for compilers without libFuzzer: lets
-// the checked-in corpus run as ordinary tests.
+// the checked-in corpus run as ordinary tests. A path that does not exist, a directory without
+// inputs or no input at all fails the run: a corpus that went missing must not pass as tested.
+#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
@@ -21,17 +23,22 @@ int main(int argc, char** argv)
 {
     int count = 0;
     for (int i = 1; i < argc; ++i) {
-        std::filesystem::path path(argv[i]);
+        const std::filesystem::path path(argv[i]);
+        std::vector<std::filesystem::path> inputs;
         if (std::filesystem::is_directory(path)) {
-            for (const auto& entry : std::filesystem::directory_iterator(path)) {
-                Replay(entry.path());
-                ++count;
-            }
-        } else {
-            Replay(path);
-            ++count;
+            for (const auto& entry : std::filesystem::directory_iterator(path))
+                if (entry.is_regular_file()) inputs.push_back(entry.path());
+            std::sort(inputs.begin(), inputs.end());
+        } else if (std::filesystem::is_regular_file(path)) {
+            inputs.push_back(path);
         }
+        if (inputs.empty()) {
+            std::fprintf(stderr, "no inputs in %s\n", argv[i]);
+            return 1;
+        }
+        for (const auto& input : inputs) Replay(input);
+        count += static_cast<int>(inputs.size());
     }
     std::printf("replayed %d inputs\n", count);
-    return 0;
+    return count > 0 ? 0 : 1;
 }

@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Runs every test of Veltra: installs what is missing (as root, on Debian), then builds and tests
-# the normal build (with the Python and C# bindings and the scale-out recipes), the sanitizer
-# build (AddressSanitizer and UndefinedBehaviorSanitizer) and the Windows cross-build, whose DLL
-# and test programs run under wine. Ends with one summary line.
+# the normal build (with the Python and C# bindings and the scale-out recipes, its export-level
+# hosts also under valgrind memcheck), the sanitizer build (AddressSanitizer and
+# UndefinedBehaviorSanitizer), the ThreadSanitizer build of the engines on separate threads and the
+# Windows cross-build, whose DLL and test programs run under wine. Ends with one summary line.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 root=$(pwd)
@@ -22,6 +23,7 @@ command -v mcs >/dev/null || need+=(mono-mcs)
 command -v mono >/dev/null || need+=(mono-runtime)
 parallel --version 2>/dev/null | grep -q 'GNU parallel' || need+=(parallel)
 /usr/bin/python3 -c 'import dask.distributed' 2>/dev/null || need+=(python3-dask python3-distributed)
+command -v valgrind >/dev/null || need+=(valgrind)
 . scripts/packages.sh
 install_missing test.sh "${need[@]}"
 
@@ -58,6 +60,7 @@ export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
 
 run_suite "Linux" default
 run_suite "Linux with sanitizers" sanitize
+run_suite "Linux with ThreadSanitizer" tsan
 # One wine server for the whole suite, started before any test: test programs that start it
 # themselves, in parallel on a new prefix, can race its start-up.
 mkdir -p "$WINEPREFIX"

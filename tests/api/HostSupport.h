@@ -43,9 +43,11 @@ inline std::string ReadFile(const std::filesystem::path& path)
 // into a temporary file; returns what was written.
 inline std::string CaptureDescriptor(int fd, const std::function<void()>& action)
 {
-    static const std::string path = (std::filesystem::temp_directory_path() /
-                                     ("veltra-capture-" + std::to_string(std::random_device()()) + ".txt"))
-                                        .string();
+    // A file of its own for every capture, so that captures may nest.
+    static const std::string base =
+        (std::filesystem::temp_directory_path() / ("veltra-capture-" + std::to_string(std::random_device()()))).string();
+    static int captures = 0;
+    const std::string path = base + "-" + std::to_string(++captures) + ".txt";
     std::fflush(stdout);
     std::fflush(stderr);
     const int saved = VELTRA_POSIX(dup)(fd);
