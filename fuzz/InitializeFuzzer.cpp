@@ -53,7 +53,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     const Answer a = AnalyzeAll(text, results, description, input);
     const Answer b = AnalyzeAll(file, results, description, input);
-    if (fromText.status == 0 && fromFile.status == 0 && description.find('\r') == std::string::npos && !(a == b))
+    if (fromText.status == 0 && fromFile.status == 0 && !(a == b))
         Fail("a description answers otherwise loaded from a file");
     DestroyBayesianEngine(&text);
     DestroyBayesianEngine(&file);
