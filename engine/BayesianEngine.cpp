@@ -122,14 +122,7 @@ void BayesianEngine::Train(String networkFile, String sampleFile, String outputF
     }
 
     InitializeThruFile(networkFile);
-
-    // The trained file begins with the description the samples are counted against, verbatim;
-    // the text of the read that meets the end is written too.
-    String line;
-    for (int32_t number = 1; !network.eof(); ++number) {
-        String::ReadLine(network, line, networkFile, number);
-        out << line << "\n";
-    }
+    CopyNetwork(network, networkFile, out);
     network.close();
 
     SeedCountTable();
@@ -145,6 +138,27 @@ void BayesianEngine::Train(String networkFile, String sampleFile, String outputF
     CheckWritten(out, outputFile);
 
     InitializeThruFile(outputFile);
+    AppendFigures(outputFile);
+
+    std::cout << "End of training." << std::endl;
+    std::cout << "Number of sample lists processed: " << sampleListCount << std::endl;
+    std::cout << "Total sample count: " << m_totalSampleCount << std::endl;
+}
+
+void BayesianEngine::CopyNetwork(std::istream& network, const String& networkFile, std::ostream& out)
+{
+    // The trained file begins with the description the samples are counted against, verbatim;
+    // the text of the read that meets the end is written too.
+    String line;
+    for (int32_t number = 1; !network.eof(); ++number) {
+        String::ReadLine(network, line, networkFile, number);
+        out << line << "\n";
+    }
+}
+
+void BayesianEngine::AppendFigures(const String& outputFile)
+{
+    // The per-test figures of the reloaded network close the file: comment lines only.
     std::ofstream append(outputFile.c_str(), std::ios::out | std::ios::app);
     if (!append.is_open()) VELTRA_RAISE("Cannot open file: ", outputFile);
     WriteFigures(append, TestFigure::kDP);
@@ -152,10 +166,6 @@ void BayesianEngine::Train(String networkFile, String sampleFile, String outputF
     WriteFigures(append, TestFigure::kCP);
     append.close();
     CheckWritten(append, outputFile);
-
-    std::cout << "End of training." << std::endl;
-    std::cout << "Number of sample lists processed: " << sampleListCount << std::endl;
-    std::cout << "Total sample count: " << m_totalSampleCount << std::endl;
 }
 
 void BayesianEngine::SeedCountTable()

@@ -90,6 +90,8 @@ protected:
     bool m_fastPath = true;
 
 private:
+    void CopyNetwork(std::istream& network, const String& networkFile, std::ostream& out);
+    void AppendFigures(const String& outputFile);
     void SeedCountTable();
     void ReadSampleFile(std::istream& samples, const String& sampleFile, bool counts, int32_t& sampleListCount);
     void WriteCountTable(std::ostream& out, int32_t sampleListCount) const;

@@ -146,6 +146,62 @@ int32_t FieldClassifier::AnalyzeInto(const char* results, char* categories, doub
     return 0;
 }
 
+bool FieldClassifier::JudgeFast(const std::string_view* fields, std::ostream& out, std::string& text, Tally& tally)
+{
+    if (!RankFast(fields[2].data(), fields[2].size())) return false;
+    const CompiledNetwork& compiled = *m_network.GetCompiled();
+    const std::string_view winner = std::string_view(compiled.StateKey(m_ranking[0])).substr(2);
+    // A line is right when the most probable state is any one of its expected states.
+    const bool right = fields[1].find(winner) != std::string_view::npos;
+    text = right ? ";OK\t" : ";ERROR\t";
+    ++(right ? tally.correct : tally.wrong);
+    for (int32_t s : m_ranking) {
+        text.append(compiled.StateKey(s), 2, std::string::npos);
+        text += ':';
+        const double level = m_levels[static_cast<size_t>(s)];
+        if (level < 0.001) {
+            text += '0';
+        } else if (!AppendPrecision4(text, level)) {
+            Write(out, text);
+            text.clear();
+            out << level;
+        }
+        text += "  ";
+    }
+    text += '\n';
+    Write(out, text);
+    return true;
+}
+
+void FieldClassifier::JudgeKeyed(const String& line, std::ostream& out, Tally& tally)
+{
+    AutoPtr<Vector<String>> tokens(line.GetTokens("\t", true));
+    if (tokens->Size() < 3) VELTRA_RAISE("Wrong format in line:\n", line);
+    const String& expected = (*tokens)[1];
+    AutoPtr<DubiousDataList> table(Analyze((*tokens)[2].RemoveAll('.'), false));
+    SortDubiousDataList(*table);  // sorted by Analyze already; sorting again changes nothing
+
+    Ptr<Vector<String>> states = table->GetKeys();
+    // A line is right when the most probable state is any one of its expected states.
+    if (expected.Contains(table->Get((*states)[0])->GetValue())) {
+        out << ";OK\t";
+        ++tally.correct;
+    } else {
+        out << ";ERROR\t";
+        ++tally.wrong;
+    }
+    for (int32_t i = 0; i < states->Size(); ++i) {
+        const DubiousData& entry = *table->Get((*states)[i]);
+        out << entry.GetValue() << ":";
+        if (entry.m_figure < 0.001)
+            out << 0;
+        else
+            out << entry.m_figure;
+        out << "  ";
+    }
+    out << "\n";
+}
+
 void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
 {
     // The input is read twice (its newlines are counted first), and the output must not be it:
@@ -162,87 +218,31 @@ void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
     ProgressCounter progress(ProgressCounter::kEvaluationBackspaces, total, m_fastPath);
     // Lines are assembled and written at once where the output writes numbers plainly.
     const bool assemble = m_fastPath && WritesPlainNumbers(out);
-    int32_t correct = 0;
-    int32_t wrong = 0;
+    Tally tally;
     String line;
     std::string text;
     for (int32_t number = 1; !in.eof(); ++number) {
         CheckWritten(out, outputFile);  // a full disk stops the run at the next line
         String::ReadLine(in, line, inputFile, number);
-        if (assemble) {
-            text.assign(line.str());
-            text += '\n';
-            Write(out, text);
-        } else {
+        if (assemble)
+            Write(out, text.assign(line.str()) += '\n');
+        else
             out << line << "\n";
-        }
         progress.Step();
 
         if (assemble) {
             if (IsBlank(line.str()) || line.str().compare(0, 7, ";TESTS\t") != 0) continue;
             std::string_view fields[3];
             if (CutFields(line.c_str(), fields, 3) < 3) VELTRA_RAISE("Wrong format in line:\n", line);
-            if (RankFast(fields[2].data(), fields[2].size())) {
-                const CompiledNetwork& compiled = *m_network.GetCompiled();
-                const std::string_view winner = std::string_view(compiled.StateKey(m_ranking[0])).substr(2);
-                // A line is right when the most probable state is any one of its expected states.
-                if (fields[1].find(winner) != std::string_view::npos) {
-                    text = ";OK\t";
-                    ++correct;
-                } else {
-                    text = ";ERROR\t";
-                    ++wrong;
-                }
-                for (int32_t s : m_ranking) {
-                    text.append(compiled.StateKey(s), 2, std::string::npos);
-                    text += ':';
-                    const double level = m_levels[static_cast<size_t>(s)];
-                    if (level < 0.001) {
-                        text += '0';
-                    } else if (!AppendPrecision4(text, level)) {
-                        Write(out, text);
-                        text.clear();
-                        out << level;
-                    }
-                    text += "  ";
-                }
-                text += '\n';
-                Write(out, text);
-                continue;
-            }
+            if (JudgeFast(fields, out, text, tally)) continue;
         } else if (line.Trim().Length() == 0 || !line.StartsWith(";TESTS\t")) {
             continue;
         }
-
-        AutoPtr<Vector<String>> tokens(line.GetTokens("\t", true));
-        if (tokens->Size() < 3) VELTRA_RAISE("Wrong format in line:\n", line);
-        const String& expected = (*tokens)[1];
-        AutoPtr<DubiousDataList> table(Analyze((*tokens)[2].RemoveAll('.'), false));
-        SortDubiousDataList(*table);  // sorted by Analyze already; sorting again changes nothing
-
-        Ptr<Vector<String>> states = table->GetKeys();
-        // A line is right when the most probable state is any one of its expected states.
-        if (expected.Contains(table->Get((*states)[0])->GetValue())) {
-            out << ";OK\t";
-            ++correct;
-        } else {
-            out << ";ERROR\t";
-            ++wrong;
-        }
-        for (int32_t i = 0; i < states->Size(); ++i) {
-            const DubiousData& entry = *table->Get((*states)[i]);
-            out << entry.GetValue() << ":";
-            if (entry.m_figure < 0.001)
-                out << 0;
-            else
-                out << entry.m_figure;
-            out << "  ";
-        }
-        out << "\n";
+        JudgeKeyed(line, out, tally);
     }
 
     // No test lines make 0 / 0: the text is the platform's rendering of not-a-number.
-    double accuracy = correct * 100.0 / (wrong + correct);
+    double accuracy = tally.correct * 100.0 / (tally.wrong + tally.correct);
     char accuracyText[256];
     std::snprintf(accuracyText, sizeof accuracyText, "Accuracy: %.2f %%\n", accuracy);
     out << "\n\n;" << accuracyText << std::endl;

@@ -4,7 +4,9 @@
 #ifndef VELTRA_ENGINE_FIELDCLASSIFIER_H
 #define VELTRA_ENGINE_FIELDCLASSIFIER_H
 
+#include <ostream>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "engine/BayesianEngine.h"
@@ -38,6 +40,17 @@ public:
     int32_t AnalyzeInto(const char* results, char* categories, double* probabilities, int32_t* count);
 
 private:
+    // The test lines of a batch evaluation judged right and wrong.
+    struct Tally {
+        int32_t correct = 0;
+        int32_t wrong = 0;
+    };
+    // One test line (its three fields) judged from the compiled network, its result line assembled
+    // and written; false, with nothing written, where only the keyed way answers exactly.
+    bool JudgeFast(const std::string_view* fields, std::ostream& out, std::string& text, Tally& tally);
+    // One test line judged the keyed way, its result line written piece by piece.
+    void JudgeKeyed(const String& line, std::ostream& out, Tally& tally);
+
     // Field analysis from the compiled network: every state's level, in state order, into
     // m_levels and the states ranked as Analyze ranks them into m_ranking. False, with nothing
     // changed, where only the keyed way answers exactly.

@@ -10,35 +10,38 @@ namespace veltra {
 
 void CompiledNetwork::Build(const NaiveBayesNet& network)
 {
-    m_usable = false;
-    m_states = 0;
-    m_tests = 0;
-    m_stateKeys.clear();
-    m_stateKeyHashes.clear();
-    m_priors.clear();
-    m_rowOf.clear();
-    m_rows.clear();
+    *this = CompiledNetwork();
     if (!network.HasHypothesis()) return;
-
-    const Hypothesis& hypothesis = network.GetHypothesis();
-    m_states = hypothesis.GetStateCount();
     m_tests = network.GetTestCount();
-    if (m_states == 0) return;  // nothing to classify into
-    const size_t states = static_cast<size_t>(m_states);
+    if (!BuildStates(network.GetHypothesis())) return;
+    BuildRows(network);
+    m_resultsPower = InferenceCache::Power(static_cast<size_t>(m_tests));
+    m_usable = true;
+}
+
+bool CompiledNetwork::BuildStates(const Hypothesis& hypothesis)
+{
+    m_states = hypothesis.GetStateCount();
+    if (m_states == 0) return false;  // nothing to classify into
     for (int32_t s = 0; s < m_states; ++s) {
         String key = veltra::StateKey(hypothesis.GetState(s));  // not the member of this class
         // The network reads a key holding "|" as a test's key, never as a prior.
-        if (IsConditionalKey(key) || !hypothesis.HasProbability(key)) return;
+        if (IsConditionalKey(key) || !hypothesis.HasProbability(key)) return false;
         m_stateKeys.push_back(key.str());
         m_stateKeyHashes.push_back(InferenceCache::Hash(key.c_str(), static_cast<size_t>(key.Length())));
         m_priors.push_back(hypothesis.GetProbability(key));
     }
+    m_stride = (static_cast<size_t>(m_states) + 1) & ~static_cast<size_t>(1);
+    return true;
+}
+
+void CompiledNetwork::BuildRows(const NaiveBayesNet& network)
+{
+    const size_t states = static_cast<size_t>(m_states);
     std::unordered_map<std::string_view, int32_t> stateOf;
     for (int32_t s = 0; s < m_states; ++s) stateOf.emplace(m_stateKeys[static_cast<size_t>(s)], s);
-
     // A test's table holds tag + "=" + value + "|" + state key for every probability set; read
     // each key at those positions and keep the characters that have a probability for every state.
-    m_stride = (states + 1) & ~static_cast<size_t>(1);
     std::vector<int32_t> rowIndex(static_cast<size_t>(m_tests) * 256, -1);
     std::vector<double> cells(256 * states);
     std::vector<int32_t> found(256);
@@ -69,8 +72,6 @@ void CompiledNetwork::Build(const NaiveBayesNet& network)
     m_rowOf.assign(rowIndex.size(), nullptr);
     for (size_t i = 0; i < rowIndex.size(); ++i)
         if (rowIndex[i] >= 0) m_rowOf[i] = &m_rows[static_cast<size_t>(rowIndex[i]) * m_stride];
-    m_resultsPower = InferenceCache::Power(static_cast<size_t>(m_tests));
-    m_usable = true;
 }
 
 }  // namespace veltra

@@ -16,10 +16,18 @@
 
 namespace veltra {
 
+class Hypothesis;
 class NaiveBayesNet;
 
 class CompiledNetwork {
 public:
+    // Rows are reached through pointers into the network's own storage: moved, never copied.
+    CompiledNetwork() = default;
+    CompiledNetwork(const CompiledNetwork&) = delete;
+    CompiledNetwork& operator=(const CompiledNetwork&) = delete;
+    CompiledNetwork(CompiledNetwork&&) = default;
+    CompiledNetwork& operator=(CompiledNetwork&&) = default;
+
     // Builds the view of `network`. Networks that the arrays cannot mirror exactly (no
     // hypothesis, a state without a prior, a state key holding "|", which the network would take
     // for a test's key) leave the view unusable.
@@ -41,6 +49,9 @@ public:
     uint64_t ResultsPower() const { return m_resultsPower; }
 
 private:
+    bool BuildStates(const Hypothesis& hypothesis);
+    void BuildRows(const NaiveBayesNet& network);
+
     bool m_usable = false;
     int32_t m_states = 0;
     int32_t m_tests = 0;

@@ -218,6 +218,37 @@ void FastInference::AddKnownField()
     }
 }
 
+void FastInference::LevelsFromSteadyAnswers(double* levels)
+{
+    // Every request for a state's product answers one value during this field: a cached product
+    // stays cached when the stores cannot fill the cache, and without cached products every
+    // answer is a computed one.
+    const size_t count = static_cast<size_t>(m_network->StateCount());
+    if (m_cachedCount < m_network->StateCount()) ComputeProducts();
+    m_answers.resize(count);
+    for (size_t s = 0; s < count; ++s) m_answers[s] = m_cached[s] ? m_cachedValues[s] : m_computedProducts[s];
+    ReplayRequests(m_asking);
+    // Each state's others: the products of the other states added in state order, that is the
+    // sum of the states before it, then one by one those after it.
+    m_others.resize(count);
+    double* others = m_others.data();
+    double before = 0.0;
+    for (size_t s = 0; s < count; ++s) {
+        others[s] = before;
+        before += m_answers[s];
+    }
+    for (size_t k = 1; k < count; ++k) {
+        const double answer = m_answers[k];
+        for (size_t s = 0; s < k; ++s) others[s] += answer;
+    }
+    for (int32_t s : m_asking) {
+        const double own = m_answers[static_cast<size_t>(s)];
+        const double level = own != 0.0 ? 1.0 / (others[s] / own + 1.0) : 0.0;
+        levels[s] = level;
+        StoreLevel(s, level);
+    }
+}
+
 bool FastInference::AllLevels(double* levels)
 {
     const int32_t states = m_network->StateCount();
@@ -241,32 +272,7 @@ bool FastInference::AllLevels(double* levels)
         if (!m_probed) ProbeProducts();
         const int32_t missing = states - m_cachedCount;
         if (m_cachedCount == 0 || m_products.Size() + missing <= m_productLimit) {
-            // Every request for a state's product answers one value during this field: a cached
-            // product stays cached when the stores cannot fill the cache, and without cached
-            // products every answer is a computed one.
-            if (missing > 0) ComputeProducts();
-            m_answers.resize(count);
-            for (size_t s = 0; s < count; ++s) m_answers[s] = m_cached[s] ? m_cachedValues[s] : m_computedProducts[s];
-            ReplayRequests(m_asking);
-            // Each state's others: the products of the other states added in state order, that
-            // is the sum of the states before it, then one by one those after it.
-            m_others.resize(count);
-            double* others = m_others.data();
-            double before = 0.0;
-            for (size_t s = 0; s < count; ++s) {
-                others[s] = before;
-                before += m_answers[s];
-            }
-            for (size_t k = 1; k < count; ++k) {
-                const double answer = m_answers[k];
-                for (size_t s = 0; s < k; ++s) others[s] += answer;
-            }
-            for (int32_t s : m_asking) {
-                const double own = m_answers[static_cast<size_t>(s)];
-                const double level = own != 0.0 ? 1.0 / (others[s] / own + 1.0) : 0.0;
-                levels[s] = level;
-                StoreLevel(s, level);
-            }
+            LevelsFromSteadyAnswers(levels);
         } else {
             for (int32_t s : m_asking) {
                 levels[s] = Level(s);

@@ -56,6 +56,7 @@ private:
     double Level(int32_t state);
     void ReplayRequests(const std::vector<int32_t>& asking);
     void StoreLevel(int32_t state, double level);
+    void LevelsFromSteadyAnswers(double* levels);
     size_t KnownSlot(uint64_t hash) const;
     void PlaceKnown(int32_t field);
     int32_t FindKnownField() const;
