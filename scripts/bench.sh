@@ -8,13 +8,7 @@ cd "$(dirname "$0")/.."
 jobs=${VELTRA_JOBS:-2}
 out=build/bench
 
-need=()
-command -v cmake >/dev/null || need+=(cmake)
-command -v make >/dev/null || need+=(make)
-command -v g++ >/dev/null || need+=(g++)
-[ -f /usr/include/benchmark/benchmark.h ] || need+=(libbenchmark-dev)
-. scripts/packages.sh
-install_missing bench.sh "${need[@]}"
+bash scripts/install.sh bench
 
 cmake -S . -B $out -DCMAKE_BUILD_TYPE=Release -DVELTRA_BUILD_BENCH=ON -DVELTRA_BUILD_TESTS=OFF \
     -DVELTRA_BUILD_FUZZ=OFF -DVELTRA_BUILD_CLI=OFF -DVELTRA_WERROR=ON >/dev/null

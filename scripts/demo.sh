@@ -10,13 +10,7 @@ example=examples/fields
 out=build/demo
 veltra=$out/cli/veltra
 
-need=()
-command -v cmake >/dev/null || need+=(cmake)
-command -v make >/dev/null || need+=(make)
-command -v gcc >/dev/null || need+=(gcc)
-command -v g++ >/dev/null || need+=(g++)
-. scripts/packages.sh
-install_missing demo.sh "${need[@]}"
+bash scripts/install.sh demo
 
 # The progress display rewrites one line in place with backspaces; show its final state only.
 final_progress() { sed "s/.*$(printf '\b')//"; }

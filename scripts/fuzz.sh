@@ -14,13 +14,7 @@ targets=("$@")
 jobs=${VELTRA_JOBS:-2}
 build=build/fuzz
 
-need=()
-command -v cmake >/dev/null || need+=(cmake)
-command -v make >/dev/null || need+=(make)
-command -v clang++-14 >/dev/null || need+=(clang-14)
-dpkg -s libclang-rt-14-dev >/dev/null 2>&1 || need+=(libclang-rt-14-dev)
-. scripts/packages.sh
-install_missing fuzz.sh "${need[@]}"
+bash scripts/install.sh fuzz
 
 echo "== Fuzzing: configure and build"
 flags="-fsanitize=address,undefined,fuzzer-no-link -fno-sanitize-recover=all -fno-omit-frame-pointer"

@@ -84,8 +84,11 @@ TEST(Training, SampleAndCountLines)
 
 TEST(Training, ReportsTheFirstFileThatCannotBeOpenedAndWritesNothing)
 {
-    // Whether the network, sample and output files can be opened, and the one reported.
-    const int rows[][4] = {{0, 0, 1, 0}, {1, 0, 1, 1}, {1, 0, 0, 1}, {1, 1, 0, 2}};
+    // Which files can be opened, and the one reported (0 network, 1 samples, 2 output).
+    const struct {
+        bool network, samples, output;
+        int reported;
+    } rows[] = {{false, false, true, 0}, {true, false, true, 1}, {true, false, false, 1}, {true, true, false, 2}};
     for (const auto& [network, samples, output, reported] : rows) {
         FieldClassifier engine;
         TempDir dir;

@@ -34,21 +34,21 @@ TEST(NaiveBayesNet, ReadsEveryLineKindWithAnyLineEnd)
 }
 
 // Every row reloads the same network: Load's own checks are not wrapped, each failure prints its
-// one message ("": loads silently), and parameters survive.
-const std::pair<const char*, const char*> kReaderCases[] = {
+// one message ("": loads silently), and parameters survive. The nodes' own failures are their tests'.
+struct ReaderCase {
+    const char* description;
+    const char* err;
+};
+const ReaderCase kReaderCases[] = {
     {"T1 = d \"a\"\nH = K \"x\"", "BayesTest cannot be initialized with NULL hypothesis\n"},
     {"H = \"x,y\"", "Wrong format in line:\n\"x,y\"\n"},
     {"H = K \"x\"\nPrice = cost \"l,h\"", "Index: 1 out of Vector bounds 0-0\n"},  // a probability line
-    {"H = K \"x\"\nT1 = d \"a,-\"", "Value - is reserved, cannot add it in node: T1\n"},
     {"H = K \"x\"\nT1 = d \"a\"\nT1 = e \"b\"", "HashTable cannot add duplicate key: T1\n"},
     {"P(H=x) = 1\nH = K \"x\"", "Pointer is NULL\n"},
     {"H = K \"x\"\nP(T9=a|H=x) = 1", "NaiveBayesNet does not contain test with tag: T9\n"},
-    {"H = K \"x\"\nP(H=x) = 1.0001", "Probability must be in range [0,1] but it is: 1.0001\n"},
     {"H = K \"x,y\"\nP(H=x) = 0.5\nP(H=y) = 0.4998", "Probabilities for hypothesis sum up to: 0.9998\n"},
-    {"H = K \"x,y\"\nP(H=x) = 0\nP(H=y) = 0.9999", ""},
     {"# a\n\n   # b\n", "Network must contain a hypothesis (H)\n"},
     {"H = K \"x\"\nT = d \"a,b\"\nP(H=x) = 1\nP(T=a|H=x) = 1", "Test: T does not contain state: T=b|H=x\n"},
-    {"H = K \"x\"\nT = d \"a\"\nP(H=x) = 1\nP(T=a|H=x) = 0.9", "Probabilities for: T|H=x sum up to: 0.9\n"},
     {"H = K \"x,y\"\nT1 = d \"--,a-\"", ""},  // no probability lines: no sums checked
     // A tag beginning with H is a hypothesis line; a later hypothesis line replaces the earlier one,
     // and tests made before it keep theirs.
@@ -64,10 +64,10 @@ TEST(NaiveBayesNet, ReaderAndValidateChecks)
     EXPECT_EQ(outcome.message, "NaiveBayesNet check failed:\n" + inner);
     EXPECT_EQ(outcome.err, inner + "\n" + outcome.message + "\n");
     net.AddParameter("kept", 2.0);
-    for (const auto& row : kReaderCases) {
-        outcome = test::Run([&] { net.Load(row.first); });
-        EXPECT_EQ(outcome.raised, *row.second != '\0') << row.first;
-        EXPECT_EQ(outcome.err, row.second) << row.first;
+    for (const ReaderCase& row : kReaderCases) {
+        outcome = test::Run([&] { net.Load(row.description); });
+        EXPECT_EQ(outcome.raised, *row.err != '\0') << row.description;
+        EXPECT_EQ(outcome.err, row.err) << row.description;
     }
     EXPECT_EQ(net.GetParameter("kept"), 2.0);
     EXPECT_TRUE(RaisesExactly([&] { net.AddParameter(" \t", 1.0); }, "Cannot add blank parameter"));

@@ -26,6 +26,20 @@ TEST(Ptr, LastPtrToALivingHeapObjectReportsALeak)
     delete object;
 }
 
+TEST(Ptr, FailuresOfNullDeletedAndOwningPointers)
+{
+    // clang-format off
+    const test::Failure rows[] = {
+        {[] { (void)Ptr<Long>()->m_value; }, "Pointer is NULL"},
+        {[] { Long* o = NewObject<Long>(); Ptr<Long> p(o); delete o; (void)p->m_value; }, "Tried to access deleted object"},
+        // Refused through a Ptr reference too.
+        {[] { AutoPtr<Long> owner(NewObject<Long>()); Long other; static_cast<Ptr<Long>&>(owner) = &other; },
+         "Operator= is disallowed for AutoPtr"},
+    };
+    // clang-format on
+    test::ExpectFailures(rows);
+}
+
 TEST(Ptr, NoLeakReportInOrdinaryUse)
 {
     Ptr<Long> outside[] = {NewObject<Long>(1), NewObject<Long>(2)};

@@ -1,7 +1,6 @@
 #include "tests/support/TestSupport.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -81,8 +80,7 @@ std::string Bits(double value)
 
 std::string DataDir()
 {
-    const char* dir = std::getenv("VELTRA_TEST_DATA_DIR");
-    return dir ? dir : VELTRA_TEST_DATA_DIR;
+    return VELTRA_TEST_DATA_DIR;
 }
 
 }  // namespace veltra::test

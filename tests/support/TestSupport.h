@@ -42,6 +42,25 @@ Outcome Run(const std::function<void()>& action);
 // `message` and a line end to standard error (once).
 ::testing::AssertionResult RaisesExactly(const std::function<void()>& action, const std::string& message);
 
+// A row of a unit's failure table: a call and the exact message it must raise.
+struct Failure {
+    void (*call)();
+    const char* message;
+};
+// Checks every row with RaisesExactly; a failing row is named by its message.
+template <size_t N>
+void ExpectFailures(const Failure (&rows)[N])
+{
+    for (const Failure& row : rows) EXPECT_TRUE(RaisesExactly(row.call, row.message)) << row.message;
+}
+// Checks the raised message of every row only: for messages holding a double, which standard
+// error shows in the stream's format and the message with "%lf".
+template <size_t N>
+void ExpectFailureMessages(const Failure (&rows)[N])
+{
+    for (const Failure& row : rows) EXPECT_EQ(Run(row.call).message, row.message);
+}
+
 // A fresh temporary directory for one test, removed with everything in it when the object goes.
 class TempDir {
 public:
@@ -66,6 +85,17 @@ std::string Joined(const Items& items)
     std::string text;
     for (int i = 0; i < items.Size(); ++i) text += "[" + items[i].str() + "]";
     return text;
+}
+
+// The entries of a result list (a table of Ptrs to value-and-figure pairs) in index order:
+// "[x 0.75][z 0.2]".
+template <class List>
+std::string Entries(List& list)
+{
+    std::ostringstream out;
+    auto keys = list.GetKeys();
+    for (int i = 0; i < keys->Size(); ++i) out << "[" << (*keys)[i].str() << " " << list.Get((*keys)[i])->m_figure << "]";
+    return out.str();
 }
 
 std::string ReadFile(const std::string& path);
