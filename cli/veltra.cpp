@@ -19,7 +19,12 @@
 #include <string>
 #include <vector>
 
+#include "cli/Engine.h"
+#include "cli/NetworkOutline.h"
+
 namespace {
+
+using namespace veltra::cli;
 
 const char* const kUsage =
     "Usage: veltra COMMAND ARGUMENTS...\n"
@@ -66,29 +71,8 @@ const char* const kCheckHelp =
     "probabilities, it says after how many observed tests a product of its smallest\n"
     "probabilities underflows to 0 (every state would then get probability 0).\n";
 
-// One engine for the life of a command.
-class Engine {
-public:
-    Engine() { CreateBayesianEngine(&m_handle); }
-    ~Engine() { DestroyBayesianEngine(&m_handle); }
-    Engine(const Engine&) = delete;
-    Engine& operator=(const Engine&) = delete;
-    BayesianEngineHandle get() const { return m_handle; }
-
-private:
-    BayesianEngineHandle m_handle = nullptr;
-};
-
-bool Readable(const std::string& path) { return std::ifstream(path).is_open(); }
-
 // Only asked after the library failed: it has created or truncated the file if it could.
 bool Writable(const std::string& path) { return std::ofstream(path, std::ios::app).is_open(); }
-
-bool SameFile(const std::string& a, const std::string& b)
-{
-    std::error_code error;
-    return std::filesystem::equivalent(a, b, error);
-}
 
 // Only asked after the library failed a training run or an evaluation: whether the run stopped at
 // a line of INPUT that does not fit the network, rather than at a file the library refused and
@@ -114,114 +98,7 @@ bool LineDidNotFit(const std::string& input, const std::string& output, const st
     return true;
 }
 
-bool StartsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
-
-std::string Trim(const std::string& text)
-{
-    const char* const space = " \t\n\v\f\r";
-    size_t first = text.find_first_not_of(space);
-    if (first == std::string::npos) return std::string();
-    return text.substr(first, text.find_last_not_of(space) - first + 1);
-}
-
-// The non-empty pieces of `text` between any of the `delimiters`.
-std::vector<std::string> Split(const std::string& text, const char* delimiters)
-{
-    std::vector<std::string> pieces;
-    size_t start = 0;
-    while (start <= text.size()) {
-        size_t end = text.find_first_of(delimiters, start);
-        if (end == std::string::npos) end = text.size();
-        if (end > start) pieces.push_back(text.substr(start, end - start));
-        start = end + 1;
-    }
-    return pieces;
-}
-
-struct TestOutline {
-    std::string tag;
-    std::string description;
-    std::vector<std::string> values;
-};
-
-// What the command shows or needs of a description and the API does not tell: hypothesis,
-// states, tests and whether it holds probabilities. The lines are read again here, after the
-// library accepted them: cut at CR and LF, told apart by their prefix.
-struct NetworkOutline {
-    std::string hypothesis;
-    std::vector<std::string> states;
-    std::vector<TestOutline> tests;
-    int probabilities = 0;
-    // The smallest probabilities above 0 of the probability lines, priors and tests' apart.
-    double smallestPrior = 1.0;
-    double smallestConditional = 1.0;
-};
-
-NetworkOutline ReadOutline(const std::string& path)
-{
-    NetworkOutline outline;
-    std::ifstream in(path, std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    for (const std::string& raw : Split(text, "\r\n")) {
-        std::string line = Trim(raw);
-        if (line.empty() || line[0] == '#' || StartsWith(line, "PARAMETER")) continue;
-        if (line[0] == 'P') {
-            ++outline.probabilities;
-            const size_t close = line.find(')'), equals = line.find('=', close == std::string::npos ? 0 : close);
-            const double value = equals == std::string::npos ? 0.0 : std::atof(line.c_str() + equals + 1);
-            double& smallest = line.find('|') < close ? outline.smallestConditional : outline.smallestPrior;
-            if (value > 0.0 && value < smallest) smallest = value;
-            continue;
-        }
-        // Hypothesis and test lines: NAME = description "item,item,..."
-        size_t equals = line.find('=');
-        if (equals == std::string::npos) continue;
-        std::vector<std::string> pieces = Split(Trim(line.substr(equals + 1)), "\"");
-        if (pieces.size() != 2) continue;
-        std::vector<std::string> items;
-        for (const std::string& item : Split(pieces[1], ",")) items.push_back(Trim(item));
-        if (line[0] == 'H') {
-            outline.hypothesis = Trim(pieces[0]);
-            outline.states = items;
-        } else {
-            outline.tests.push_back({Trim(line.substr(0, equals)), Trim(pieces[0]), items});
-        }
-    }
-    return outline;
-}
-
-std::string Join(const std::vector<std::string>& items, const char* separator)
-{
-    std::string joined;
-    for (const std::string& item : items) joined += (joined.empty() ? "" : separator) + item;
-    return joined;
-}
-
 std::string Counted(size_t n, const char* noun) { return std::to_string(n) + " " + noun + (n == 1 ? "" : "s"); }
-
-// Loads NETWORK into the engine; on failure names the file unless the library already did.
-bool Load(const Engine& engine, const char* command, const std::string& network)
-{
-    if (!engine.get()) {
-        std::fprintf(stderr, "veltra %s: cannot create an engine\n", command);
-        return false;
-    }
-    if (InitializeThruFile(engine.get(), network.c_str()) == 0) return true;
-    if (Readable(network))
-        std::fprintf(stderr, "veltra %s: %s is not a valid network description\n", command, network.c_str());
-    return false;
-}
-
-// Loads a network that can classify; a description without probability lines loads, but cannot.
-// Returns its number of states, 0 on failure.
-size_t LoadTrained(const Engine& engine, const char* command, const std::string& network)
-{
-    if (!Load(engine, command, network)) return 0;
-    NetworkOutline outline = ReadOutline(network);
-    if (outline.probabilities > 0) return std::max<size_t>(outline.states.size(), 1);
-    std::fprintf(stderr, "veltra %s: %s holds no probabilities; train it first\n", command, network.c_str());
-    return 0;
-}
 
 int Train(const std::vector<std::string>& args, bool)
 {
