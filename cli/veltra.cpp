@@ -21,10 +21,19 @@
 
 #include "cli/Engine.h"
 #include "cli/NetworkOutline.h"
+#include "cli/Report.h"
 
 namespace {
 
 using namespace veltra::cli;
+
+// The options of a command line: flags, and the files of --json and --html.
+struct Options {
+    bool tsv = false;
+    bool report = false;
+    std::string json;
+    std::string html;
+};
 
 const char* const kUsage =
     "Usage: veltra COMMAND ARGUMENTS...\n"
@@ -32,7 +41,10 @@ const char* const kUsage =
     "Commands:\n"
     "  train NETWORK SAMPLES OUTPUT          train a network on labelled samples\n"
     "  classify [--tsv] NETWORK [RESULTS...] classify the test results of fields\n"
-    "  evaluate NETWORK INPUT OUTPUT         classify a labelled file and report the accuracy\n"
+    "  evaluate [--report] [--json FILE] NETWORK INPUT OUTPUT\n"
+    "                                        classify a labelled file and report the accuracy\n"
+    "  report [--html FILE] [--json FILE] TRAINED INPUT\n"
+    "                                        report on a labelled file, as a page with --html\n"
     "  check NETWORK                         load a network description, list its states and tests\n"
     "\n"
     "'veltra COMMAND --help' describes one command. Exit status: 0 on success, 1 on failure.\n";
@@ -56,12 +68,39 @@ const char* const kClassifyHelp =
     "Put -- before results that could be taken for an option.\n";
 
 const char* const kEvaluateHelp =
-    "Usage: veltra evaluate NETWORK INPUT OUTPUT\n"
+    "Usage: veltra evaluate [--report] [--json FILE] NETWORK INPUT OUTPUT\n"
     "\n"
     "Classifies every test line of INPUT (\";TESTS<tab>states<tab>results\") with the trained\n"
     "NETWORK and writes a copy of INPUT to OUTPUT with a result line after each test line\n"
     "(\";OK\" when the most probable state is one of the expected states, \";ERROR\" when not)\n"
-    "and the accuracy at the end. Progress and the accuracy go to standard output.\n";
+    "and the accuracy at the end. Progress and the accuracy go to standard output.\n"
+    "\n"
+    "--report     then prints a report: the confusion matrix (lines by expected state and most\n"
+    "             probable state); precision, recall, F1 and support per state, with their macro\n"
+    "             and weighted averages; the accuracy; the log loss and Brier score of the\n"
+    "             full-precision probabilities; and a calibration table (lines in ten bins of\n"
+    "             the probability of the most probable state, with the share answered right).\n"
+    "--json FILE  writes the same figures to FILE as JSON.\n"
+    "\n"
+    "A line that lists several expected states is right when its most probable state is any\n"
+    "of them. In the report it counts once, as an example of one state: the most probable\n"
+    "state when that is one of its expected states, else its first expected state. Log loss\n"
+    "and Brier score take that state as the true one; log loss takes a probability of 0 as\n"
+    "1e-15. Precision or recall without a line to count is shown as \"-\" and counts as 0 in\n"
+    "the averages, which are over the states expected or most probable at least once.\n";
+
+const char* const kReportHelp =
+    "Usage: veltra report [--html FILE] [--json FILE] TRAINED INPUT\n"
+    "\n"
+    "Judges every test line of INPUT with the trained network TRAINED, as evaluate does but\n"
+    "without writing a judged copy, and prints the report of 'veltra evaluate --report'\n"
+    "(see 'veltra evaluate --help' for its figures).\n"
+    "\n"
+    "--html FILE  writes a page: the confusion matrix as a heat map, the per-state table, the\n"
+    "             calibration diagram, and the CP and DP figures that training wrote into\n"
+    "             TRAINED, per test, as bars. The page holds all it shows (no script, no\n"
+    "             other file) and opens from disk in any browser.\n"
+    "--json FILE  writes the figures to FILE as JSON.\n";
 
 const char* const kCheckHelp =
     "Usage: veltra check NETWORK\n"
@@ -100,7 +139,7 @@ bool LineDidNotFit(const std::string& input, const std::string& output, const st
 
 std::string Counted(size_t n, const char* noun) { return std::to_string(n) + " " + noun + (n == 1 ? "" : "s"); }
 
-int Train(const std::vector<std::string>& args, bool)
+int Train(const std::vector<std::string>& args, const Options&)
 {
     const std::string &network = args[0], &samples = args[1], &output = args[2];
     // Loading first tells a faulty description apart from a faulty sample file.
@@ -127,8 +166,9 @@ void PrintClassification(const std::string& results, const char* categories, con
     for (int32_t i = 0; i < count; ++i) std::printf("  %c %7.2f %%\n", categories[i], probabilities[i] * 100.0);
 }
 
-int Classify(const std::vector<std::string>& args, bool tsv)
+int Classify(const std::vector<std::string>& args, const Options& options)
 {
+    const bool tsv = options.tsv;
     const std::string& network = args[0];
     Engine engine;
     size_t states = LoadTrained(engine, "classify", network);
@@ -197,7 +237,19 @@ long StoppingLine(const std::string& output)
     return testLine ? copied : copied + 1;
 }
 
-int Evaluate(const std::vector<std::string>& args, bool)
+// A file the command writes must not be one it reads or another it writes.
+bool Overwrites(const char* command, const std::string& written, const std::vector<std::string>& others)
+{
+    for (const std::string& other : others)
+        if (!written.empty() && (written == other || SameFile(written, other))) {
+            std::fprintf(stderr, "veltra %s: writing %s would overwrite a file the command reads or writes\n", command,
+                         written.c_str());
+            return true;
+        }
+    return false;
+}
+
+int Evaluate(const std::vector<std::string>& args, const Options& options)
 {
     const std::string &network = args[0], &input = args[1], &output = args[2];
     // The network is no input of the evaluation, but an evaluation must not replace it either.
@@ -205,9 +257,13 @@ int Evaluate(const std::vector<std::string>& args, bool)
         std::fprintf(stderr, "veltra evaluate: the output %s would overwrite the network\n", output.c_str());
         return 1;
     }
+    if (Overwrites("evaluate", options.json, {network, input, output})) return 1;
     Engine engine;
     if (LoadTrained(engine, "evaluate", network) == 0) return 1;
-    if (AnalyzeFile(engine.get(), input.c_str(), output.c_str()) == 0) return 0;
+    if (AnalyzeFile(engine.get(), input.c_str(), output.c_str()) == 0) {
+        if (!options.report && options.json.empty()) return 0;
+        return MakeReport(engine, {"evaluate", {network, input}, options.report, options.json, ""});
+    }
     std::fflush(stdout);
     if (LineDidNotFit(input, output, network))
         std::fprintf(stderr, "veltra evaluate: %s, line %ld: the line does not fit %s\n", input.c_str(),
@@ -215,7 +271,18 @@ int Evaluate(const std::vector<std::string>& args, bool)
     return 1;
 }
 
-int Check(const std::vector<std::string>& args, bool)
+int Report(const std::vector<std::string>& args, const Options& options)
+{
+    const std::string &network = args[0], &input = args[1];
+    if (Overwrites("report", options.json, {network, input, options.html}) ||
+        Overwrites("report", options.html, {network, input}))
+        return 1;
+    Engine engine;
+    if (LoadTrained(engine, "report", network) == 0) return 1;
+    return MakeReport(engine, {"report", {network, input}, true, options.json, options.html});
+}
+
+int Check(const std::vector<std::string>& args, const Options&)
 {
     const std::string& network = args[0];
     Engine engine;
@@ -275,34 +342,59 @@ struct Command {
     const char* help;
     size_t minArgs;
     size_t maxArgs;
-    bool takesTsv;
-    int (*run)(const std::vector<std::string>& args, bool tsv);
+    // Its options, blank-separated; "=" after a name marks an option followed by a file name.
+    const char* options;
+    // Whether its arguments are test results, which may begin with "--": then only the exact
+    // option names are options.
+    bool takesResults;
+    int (*run)(const std::vector<std::string>& args, const Options& options);
 };
 
 const Command kCommands[] = {
-    {"train", kTrainHelp, 3, 3, false, Train},
-    {"classify", kClassifyHelp, 1, SIZE_MAX, true, Classify},
-    {"evaluate", kEvaluateHelp, 3, 3, false, Evaluate},
-    {"check", kCheckHelp, 1, 1, false, Check},
+    {"train", kTrainHelp, 3, 3, "", false, Train},
+    {"classify", kClassifyHelp, 1, SIZE_MAX, "--tsv", true, Classify},
+    {"evaluate", kEvaluateHelp, 3, 3, "--report --json=", false, Evaluate},
+    {"report", kReportHelp, 2, 2, "--html= --json=", false, Report},
+    {"check", kCheckHelp, 1, 1, "", false, Check},
 };
 
-// Only the exact option names are options: test results may begin with "-" or "--".
+// Whether `arg` is one of the command's options, and whether a file name follows it.
+bool IsOption(const Command& command, const std::string& arg, bool& takesFile)
+{
+    for (const std::string& option : Split(command.options, " ")) {
+        takesFile = option.back() == '=';
+        if (arg == (takesFile ? option.substr(0, option.size() - 1) : option)) return true;
+    }
+    return false;
+}
+
 int Run(const Command& command, int argc, char** argv)
 {
     std::vector<std::string> args;
-    bool tsv = false;
-    bool options = true;
+    Options options;
+    bool optionsEnded = false;
     for (int i = 0; i < argc; ++i) {
-        const char* arg = argv[i];
-        if (options && std::strcmp(arg, "--") == 0) {
-            options = false;
-        } else if (options && std::strcmp(arg, "--help") == 0) {
+        const std::string arg = argv[i];
+        bool takesFile = false;
+        if (optionsEnded) {
+            args.push_back(arg);
+        } else if (arg == "--") {
+            optionsEnded = true;
+        } else if (arg == "--help") {
             std::fputs(command.help, stdout);
             return 0;
-        } else if (options && command.takesTsv && std::strcmp(arg, "--tsv") == 0) {
-            tsv = true;
-        } else if (options && !command.takesTsv && StartsWith(arg, "--")) {
-            std::fprintf(stderr, "veltra %s: unknown option %s\n", command.name, arg);
+        } else if (IsOption(command, arg, takesFile)) {
+            if (!takesFile) {
+                (arg == "--tsv" ? options.tsv : options.report) = true;
+                continue;
+            }
+            if (i + 1 == argc) {
+                std::fprintf(stderr, "veltra %s: %s needs a file name\n", command.name, arg.c_str());
+                return 1;
+            }
+            (arg == "--json" ? options.json : options.html) = argv[++i];
+        } else if (!command.takesResults && StartsWith(arg, "--")) {
+            std::fprintf(stderr, "veltra %s: unknown option %s\n", command.name, arg.c_str());
             return 1;
         } else {
             args.push_back(arg);
@@ -314,7 +406,7 @@ int Run(const Command& command, int argc, char** argv)
                      static_cast<int>(std::strcspn(command.help, "\n")), command.help);
         return 1;
     }
-    return command.run(args, tsv);
+    return command.run(args, options);
 }
 
 // A command's status, unless what it wrote to standard output did not reach it: then 1. A closed
