@@ -20,6 +20,7 @@
 #include <vector>
 
 #include "cli/Engine.h"
+#include "cli/Explain.h"
 #include "cli/NetworkOutline.h"
 #include "cli/Report.h"
 
@@ -43,6 +44,7 @@ const char* const kUsage =
     "  classify [--tsv] NETWORK [RESULTS...] classify the test results of fields\n"
     "  evaluate [--report] [--json FILE] NETWORK INPUT OUTPUT\n"
     "                                        classify a labelled file and report the accuracy\n"
+    "  explain NETWORK [RESULTS...]          show how much each observed test weighs in a field\n"
     "  report [--html FILE] [--json FILE] TRAINED INPUT\n"
     "                                        report on a labelled file, as a page with --html\n"
     "  check NETWORK                         load a network description, list its states and tests\n"
@@ -88,6 +90,17 @@ const char* const kEvaluateHelp =
     "and Brier score take that state as the true one; log loss takes a probability of 0 as\n"
     "1e-15. Precision or recall without a line to count is shown as \"-\" and counts as 0 in\n"
     "the averages, which are over the states expected or most probable at least once.\n";
+
+const char* const kExplainHelp =
+    "Usage: veltra explain NETWORK [RESULTS...]\n"
+    "\n"
+    "Classifies the test results of one field per RESULTS argument, or per line of standard\n"
+    "input when none is given, and prints every state with its probability, most probable\n"
+    "first. Then it leaves out each observed test in turn (its result replaced by \"-\") and\n"
+    "prints, largest effect first: the test's place in the results, its tag, the result seen,\n"
+    "the probability of the most probable state without the test and how far that moved,\n"
+    "the most probable state without the test (marked when it changes) and the test's\n"
+    "description. Put -- before results that could be taken for an option.\n";
 
 const char* const kReportHelp =
     "Usage: veltra report [--html FILE] [--json FILE] TRAINED INPUT\n"
@@ -282,6 +295,8 @@ int Report(const std::vector<std::string>& args, const Options& options)
     return MakeReport(engine, {"report", {network, input}, true, options.json, options.html});
 }
 
+int Explain(const std::vector<std::string>& args, const Options&) { return veltra::cli::Explain(args); }
+
 int Check(const std::vector<std::string>& args, const Options&)
 {
     const std::string& network = args[0];
@@ -354,6 +369,7 @@ const Command kCommands[] = {
     {"train", kTrainHelp, 3, 3, "", false, Train},
     {"classify", kClassifyHelp, 1, SIZE_MAX, "--tsv", true, Classify},
     {"evaluate", kEvaluateHelp, 3, 3, "--report --json=", false, Evaluate},
+    {"explain", kExplainHelp, 1, SIZE_MAX, "", true, Explain},
     {"report", kReportHelp, 2, 2, "--html= --json=", false, Report},
     {"check", kCheckHelp, 1, 1, "", false, Check},
 };

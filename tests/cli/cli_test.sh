@@ -25,7 +25,7 @@ usage=$("$veltra" --help)$'\n'
 run usage "no command" 1 "" "$usage" ""
 run usage "help" 0 "Usage: veltra COMMAND *" "" "" --help
 run usage "unknown command" 1 "" "veltra: unknown command frob"$'\n\n'"$usage" "" frob
-for command in train classify evaluate report check; do run usage "$command --help" 0 "Usage: veltra $command *" "" "" "$command" x --help; done
+for command in train classify evaluate explain report check; do run usage "$command --help" 0 "Usage: veltra $command *" "" "" "$command" x --help; done
 run usage "too many arguments" 1 "" $'veltra check: wrong number of arguments\nUsage: veltra check NETWORK\n' "" check network.txt trained.txt
 run usage "--tsv is no argument" 1 "" $'veltra classify: wrong number of arguments\nUsage: veltra classify [--tsv] NETWORK [RESULTS...]\n' "" classify --tsv
 run usage "option of another command" 1 "" $'veltra evaluate: unknown option --tsv\n' "" evaluate --tsv trained.txt eval.txt out.txt
@@ -111,6 +111,19 @@ run report "page not writable" 1 "Report: 3 test lines, 2 right*" $'veltra repor
 if [ "$group" = report ]; then head -c 1100 /dev/zero | tr '\0' y >long.txt; printf '# fine\n;TESTS\td\n' >short.txt; fi
 run report "line too long" 1 "" $'veltra report: long.txt, line 1: the line is longer than 1023 bytes\n' "" report trained.txt long.txt
 run report "test line without results" 1 "" $'veltra report: short.txt, line 2: a test line needs expected states and test results\n' "" report trained.txt short.txt
+
+# "yy": d 0.5 * 0.9 * 0.2 = 0.09 against n 0.5 * 0.1 * 0.8 = 0.04, d 69.23 %. Without Digits ("-y")
+# d 0.1 against n 0.4, d 20 % and n wins; without Blank ("y-") d 0.45 against 0.05, d 90 %.
+explained=$'  Observed tests left out one at a time, largest effect on d first:
+    #  Test    Result  d without   Change  Winner without  Description
+    1  Digits  y         20.00 %   -49.23  n (changes)     Has digits
+    2  Blank   y         90.00 %   +20.77  d               Has a blank\n'
+run explain "winner changes" 0 $'yy\n  d   69.23 %\n  n   30.77 %\n'"$explained" "" "" explain trained.txt yy
+run explain "unobserved tests not left out" 0 $'-y\n  n   80.00 %\n  d   20.00 %\n  Observed tests left out one at a time, largest effect on n first:
+    #  Test    Result  n without   Change  Winner without  Description
+    2  Blank   y         50.00 %   -30.00  d (changes)     Has a blank\n\n-.-\n  d   50.00 %\n  n   50.00 %
+  No test observed: nothing to leave out.\n' "" "" explain trained.txt -- -y -.-
+run explain "bad line, others explained" 1 $'yy\n  d   69.23 %\n  n   30.77 %\n'"$explained" $'Expected 2 test results but got 3. Test results:\nyyy\nveltra explain: standard input, line 1: "yyy" does not fit trained.txt\n' $'yyy\nyy\n' explain trained.txt
 
 printf '\r\nH = Kind "dd"\r\nT = Ends in x "x,yz"\r\n' >wide.txt
 run check "untrained" 0 $'network.txt: hypothesis Kind, 2 states, 2 tests\nStates: d n\nTests, one result character each, in this order:\n   1  Digits  y,n  Has digits\n   2  Blank   y,n  Has a blank\nProbabilities: none; train the network before classifying with it\n' "" "" check network.txt
