@@ -70,6 +70,16 @@ void Evaluation::IndexField(std::string_view results, uint64_t hash)
     m_slots[slot] = field;
 }
 
+void Evaluation::Reserve(size_t fields, size_t textBytes)
+{
+    m_probabilities.reserve(fields * m_states);
+    m_lineCounts.reserve(fields * (m_states + 1));
+    m_winners.reserve(fields);
+    m_hashes.reserve(fields);
+    m_textStarts.reserve(fields + 1);
+    m_texts.reserve(textBytes);
+}
+
 int32_t Evaluation::Field(std::string_view results)
 {
     const uint64_t hash = HashOf(results);
@@ -172,7 +182,7 @@ EvaluationFigures Evaluation::Figures() const
     double logLoss = 0.0, brier = 0.0;
     for (size_t f = 0; f < m_winners.size(); ++f) {
         const double* p = &m_probabilities[f * n];
-        const long* counts = &m_lineCounts[f * (n + 1)];
+        const int32_t* counts = &m_lineCounts[f * (n + 1)];
         double squares = 0.0;
         long fieldLines = 0;
         for (size_t s = 0; s < n; ++s) squares += p[s] * p[s];
@@ -226,6 +236,15 @@ bool JudgeFile(Evaluation& evaluation, const std::string& input, const char* com
         std::fprintf(stderr, "veltra %s: cannot open %s\n", command, input.c_str());
         return false;
     }
+    // A file of N bytes holds fewer than N / 11 test lines (";TESTS\tx\ty\n"). Room reserved and
+    // never touched costs nothing; past a million fields the index grows as it needs.
+    if (std::fseek(file, 0, SEEK_END) == 0) {
+        const long size = std::ftell(file);
+        if (size > 0)
+            evaluation.Reserve(std::min<size_t>(static_cast<size_t>(size) / 11 + 1, 1 << 20),
+                               static_cast<size_t>(size) / 2);
+    }
+    std::rewind(file);
     long number = 0;
     const char* problem = nullptr;
     // One line, its newline dropped; a CR before the newline ends the line too.

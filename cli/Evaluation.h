@@ -80,6 +80,9 @@ public:
     Evaluation(const Evaluation&) = delete;
     Evaluation& operator=(const Evaluation&) = delete;
 
+    // Makes room for up to `fields` distinct results texts of `textBytes` bytes in all, so that a
+    // file of mostly distinct fields is indexed without copying what is already indexed.
+    void Reserve(size_t fields, size_t textBytes);
     // Judges one test line: its expected states and its test results. False when Analyze refused
     // the results (the library said why on standard error).
     bool Judge(std::string_view expected, std::string_view results);
@@ -110,7 +113,7 @@ private:
     std::string m_key;
     std::vector<double> m_probabilities;
     std::vector<int32_t> m_winners;
-    std::vector<long> m_lineCounts;
+    std::vector<int32_t> m_lineCounts;
     std::vector<std::vector<long>> m_confusion;
 };
 
