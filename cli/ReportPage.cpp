@@ -20,7 +20,9 @@ const char* const kStyle =
     "table{border-collapse:collapse}th,td{padding:3px 10px;text-align:right}"
     "th{border-bottom:1px solid #8c959f;font-weight:600}td:first-child,th:first-child{text-align:left}"
     "tr.average td{border-top:1px solid #d0d7de;color:#424a53}"
-    ".summary td{padding:2px 14px 2px 0}.summary td:nth-child(2){font-weight:600}"
+    ".summary{display:flex;flex-wrap:wrap;gap:10px 34px;margin:10px 0 0}.summary div{color:#57606a}"
+    ".summary b{display:block;font-size:19px;color:#1f2328}"
+    ".compact td{padding:1px 10px}"
     "svg text{font-family:inherit;font-size:12px;fill:#1f2328}"
     "svg .light{fill:#fff}svg .muted{fill:#57606a;font-size:11px}";
 
@@ -161,7 +163,7 @@ std::string StateTable(const EvaluationFigures& figures)
 
 std::string CalibrationDiagram(const EvaluationFigures& figures)
 {
-    const double size = 260, left = 44, top = 12;
+    const double size = 230, left = 44, top = 12;
     auto x = [&](double p) { return Number(left + size * p); };
     auto y = [&](double p) { return Number(top + size * (1 - p)); };
     std::string svg = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + Number(left + size + 16) +
@@ -200,7 +202,8 @@ std::string CalibrationDiagram(const EvaluationFigures& figures)
     svg += "</svg>";
 
     std::string table =
-        "<table><tr><th>Probability</th><th>Lines</th><th>Mean probability</th><th>Share right</th></tr>";
+        "<table class=\"compact\"><tr><th>Probability</th><th>Lines</th><th>Mean probability</th><th>Share "
+        "right</th></tr>";
     for (int b = 0; b < kCalibrationBins; ++b) {
         const CalibrationBin& bin = figures.calibration[b];
         const double lines = static_cast<double>(bin.lines);
@@ -224,7 +227,7 @@ std::string TestBars(const std::vector<TestFigures>& tests)
     std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) {
         return tests[a].cp + tests[a].dp > tests[b].cp + tests[b].dp;
     });
-    const double rowHeight = 40, label = 130, scale = 3.0, top = 24;
+    const double rowHeight = 34, label = 130, scale = 3.0, top = 24;
     std::string svg = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"1000\" height=\"" +
                       Number(top + rowHeight * static_cast<double>(tests.size()) + 4) +
                       "\" role=\"img\" aria-label=\"CP and DP per test\">";
@@ -242,13 +245,13 @@ std::string TestBars(const std::vector<TestFigures>& tests)
         const std::pair<const char*, std::pair<double, bool>> bars[] = {{"cp", {test.cp, test.hasCp}},
                                                                         {"dp", {test.dp, test.hasDp}}};
         for (size_t k = 0; k < 2; ++k) {
-            const double barY = y + 2 + 15 * static_cast<double>(k), value = bars[k].second.first;
+            const double barY = y + 2 + 14 * static_cast<double>(k), value = bars[k].second.first;
             const bool has = bars[k].second.second;
             const double length = has ? scale * std::clamp(value, 0.0, 100.0) : 0.0;
             svg += "<rect x=\"" + Number(label) + "\" y=\"" + Number(barY) + "\" width=\"" +
-                   Number(scale * 100) + "\" height=\"12\" fill=\"#f0f2f4\"/>";
+                   Number(scale * 100) + "\" height=\"11\" fill=\"#f0f2f4\"/>";
             svg += "<rect x=\"" + Number(label) + "\" y=\"" + Number(barY) + "\" width=\"" + Number(length) +
-                   "\" height=\"12\" fill=\"" + (k == 0 ? "#1f6fb2" : "#e08a1e") + "\"/>";
+                   "\" height=\"11\" fill=\"" + (k == 0 ? "#1f6fb2" : "#e08a1e") + "\"/>";
             svg += "<text x=\"" + Number(label + scale * 100 + 6) + "\" y=\"" + Number(barY + 10) +
                    "\" data-json=\"" + Path("tests", t, bars[k].first) + "\">" +
                    (has ? Number(value) : kUndefined) + "</text>";
@@ -273,18 +276,19 @@ std::string ReportPage(const ReportSource& source, const EvaluationFigures& figu
     page += "<h1>Veltra report</h1><p>Network <code>" + Text(source.network) +
             "</code>, labelled fields <code>" + Text(source.input) + "</code></p>\n";
 
-    page += "<h2>Summary</h2><table class=\"summary\">";
-    page += "<tr><td>Test lines</td>" + Cell("lines", std::to_string(figures.lines)) + "</tr>";
-    page += "<tr><td>Right</td>" + Cell("right", std::to_string(figures.right)) + "</tr>";
-    page += "<tr><td>Accuracy</td>" +
-            Cell("accuracy",
-                 any ? Format("%.2f %%", static_cast<double>(figures.right) * 100.0 / lines) : kUndefined) +
-            "</tr>";
+    // The headline figures: <b> holds the figure, the text before it names it.
+    auto headline = [](const char* name, const char* path, const std::string& text) {
+        return std::string("<div>") + name + "<b data-json=\"" + path + "\">" + text + "</b></div>";
+    };
+    page += "<div class=\"summary\">";
+    page += headline("Test lines", "lines", std::to_string(figures.lines));
+    page += headline("Right", "right", std::to_string(figures.right));
     page +=
-        "<tr><td>Log loss</td>" + Cell("log_loss", any ? ShareText(figures.logLoss) : kUndefined) + "</tr>";
-    page += "<tr><td>Brier score</td>" + Cell("brier_score", any ? ShareText(figures.brier) : kUndefined) +
-            "</tr>";
-    page += "</table>\n";
+        headline("Accuracy", "accuracy",
+                 any ? Format("%.2f %%", static_cast<double>(figures.right) * 100.0 / lines) : kUndefined);
+    page += headline("Log loss", "log_loss", any ? ShareText(figures.logLoss) : kUndefined);
+    page += headline("Brier score", "brier_score", any ? ShareText(figures.brier) : kUndefined);
+    page += "</div>\n";
 
     page += "<div class=\"row\"><div><h2>Confusion matrix</h2>" + HeatMap(figures) + "</div>";
     page += "<div><h2>Per state</h2>" + StateTable(figures) + "</div></div>\n";
