@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 
 namespace veltra::cli {
 
@@ -238,13 +239,12 @@ bool JudgeFile(Evaluation& evaluation, const std::string& input, const char* com
     }
     // A file of N bytes holds fewer than N / 11 test lines (";TESTS\tx\ty\n"). Room reserved and
     // never touched costs nothing; past a million fields the index grows as it needs.
-    if (std::fseek(file, 0, SEEK_END) == 0) {
-        const long size = std::ftell(file);
-        if (size > 0)
-            evaluation.Reserve(std::min<size_t>(static_cast<size_t>(size) / 11 + 1, 1 << 20),
-                               static_cast<size_t>(size) / 2);
-    }
-    std::rewind(file);
+    std::error_code error;
+    const uintmax_t size =
+        std::filesystem::is_regular_file(input, error) ? std::filesystem::file_size(input, error) : 0;
+    if (!error && size > 0)
+        evaluation.Reserve(static_cast<size_t>(std::min<uintmax_t>(size / 11 + 1, 1 << 20)),
+                           static_cast<size_t>(std::min<uintmax_t>(size / 2, 1 << 24)));
     long number = 0;
     const char* problem = nullptr;
     // One line, its newline dropped; a CR before the newline ends the line too.
@@ -287,12 +287,14 @@ bool JudgeFile(Evaluation& evaluation, const std::string& input, const char* com
             at = newline + 1;
         }
     }
-    if (ok && std::ferror(file)) problem = "cannot read the file", ok = false;
-    if (ok && !pending.empty()) ok = judge(pending, false);
+    const bool unread = ok && std::ferror(file);
+    if (ok && !unread && !pending.empty()) ok = judge(pending, false);
     std::fclose(file);
-    if (ok) return true;
+    if (ok && !unread) return true;
     std::fflush(stdout);
-    if (std::strcmp(problem, "the line does not fit") == 0)
+    if (unread)
+        std::fprintf(stderr, "veltra %s: cannot read %s\n", command, input.c_str());
+    else if (std::strcmp(problem, "the line does not fit") == 0)
         std::fprintf(stderr, "veltra %s: %s, line %ld: the line does not fit %s\n", command, input.c_str(),
                      number, network.c_str());
     else

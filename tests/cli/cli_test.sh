@@ -105,6 +105,7 @@ run evaluate "report after the accuracy" 0 "*"$'\n\nAccuracy: 55.56 %\n\n'"$repo
 run report "report without a judged copy" 0 "$report" "" "" report kinds.txt labelled.txt
 run report "line that does not fit" 1 "" $'Expected 2 test results but got 3. Test results:\nyyy\nveltra report: bad.txt, line 3: the line does not fit trained.txt\n' "" report trained.txt bad.txt
 run report "missing input" 1 "" $'veltra report: cannot open missing.txt\n' "" report trained.txt missing.txt
+run report "input is a directory" 1 "" $'veltra report: cannot read .\n' "" report trained.txt .
 run report "untrained network" 1 "" $'veltra report: network.txt holds no probabilities; train it first\n' "" report network.txt eval.txt
 run report "page would overwrite the input" 1 "" $'veltra report: writing ./eval.txt would overwrite a file the command reads or writes\n' "" report --html ./eval.txt trained.txt eval.txt
 run report "page not writable" 1 "Report: 3 test lines, 2 right*" $'veltra report: cannot write none/page.html\n' "" report trained.txt eval.txt --html none/page.html
