@@ -19,7 +19,22 @@
 #include <string>
 #include <vector>
 
+#include "cli/Engine.h"
+#include "cli/Explain.h"
+#include "cli/NetworkOutline.h"
+#include "cli/Report.h"
+
 namespace {
+
+using namespace veltra::cli;
+
+// The options of a command line: flags, and the files of --json and --html.
+struct Options {
+    bool tsv = false;
+    bool report = false;
+    std::string json;
+    std::string html;
+};
 
 const char* const kUsage =
     "Usage: veltra COMMAND ARGUMENTS...\n"
@@ -27,7 +42,11 @@ const char* const kUsage =
     "Commands:\n"
     "  train NETWORK SAMPLES OUTPUT          train a network on labelled samples\n"
     "  classify [--tsv] NETWORK [RESULTS...] classify the test results of fields\n"
-    "  evaluate NETWORK INPUT OUTPUT         classify a labelled file and report the accuracy\n"
+    "  evaluate [--report] [--json FILE] NETWORK INPUT OUTPUT\n"
+    "                                        classify a labelled file and report the accuracy\n"
+    "  explain NETWORK [RESULTS...]          show how much each observed test weighs in a field\n"
+    "  report [--html FILE] [--json FILE] TRAINED INPUT\n"
+    "                                        report on a labelled file, as a page with --html\n"
     "  check NETWORK                         load a network description, list its states and tests\n"
     "\n"
     "'veltra COMMAND --help' describes one command. Exit status: 0 on success, 1 on failure.\n";
@@ -51,12 +70,50 @@ const char* const kClassifyHelp =
     "Put -- before results that could be taken for an option.\n";
 
 const char* const kEvaluateHelp =
-    "Usage: veltra evaluate NETWORK INPUT OUTPUT\n"
+    "Usage: veltra evaluate [--report] [--json FILE] NETWORK INPUT OUTPUT\n"
     "\n"
     "Classifies every test line of INPUT (\";TESTS<tab>states<tab>results\") with the trained\n"
     "NETWORK and writes a copy of INPUT to OUTPUT with a result line after each test line\n"
     "(\";OK\" when the most probable state is one of the expected states, \";ERROR\" when not)\n"
-    "and the accuracy at the end. Progress and the accuracy go to standard output.\n";
+    "and the accuracy at the end. Progress and the accuracy go to standard output.\n"
+    "\n"
+    "--report     then prints a report: the confusion matrix (lines by expected state and most\n"
+    "             probable state); precision, recall, F1 and support per state, with their macro\n"
+    "             and weighted averages; the accuracy; the log loss and Brier score of the\n"
+    "             full-precision probabilities; and a calibration table (lines in ten bins of\n"
+    "             the probability of the most probable state, with the share answered right).\n"
+    "--json FILE  writes the same figures to FILE as JSON.\n"
+    "\n"
+    "A line that lists several expected states is right when its most probable state is any\n"
+    "of them. In the report it counts once, as an example of one state: the most probable\n"
+    "state when that is one of its expected states, else its first expected state. Log loss\n"
+    "and Brier score take that state as the true one; log loss takes a probability of 0 as\n"
+    "1e-15. Precision or recall without a line to count is shown as \"-\" and counts as 0 in\n"
+    "the averages, which are over the states expected or most probable at least once.\n";
+
+const char* const kExplainHelp =
+    "Usage: veltra explain NETWORK [RESULTS...]\n"
+    "\n"
+    "Classifies the test results of one field per RESULTS argument, or per line of standard\n"
+    "input when none is given, and prints every state with its probability, most probable\n"
+    "first. Then it leaves out each observed test in turn (its result replaced by \"-\") and\n"
+    "prints, largest effect first: the test's place in the results, its tag, the result seen,\n"
+    "the probability of the most probable state without the test and how far that moved,\n"
+    "the most probable state without the test (marked when it changes) and the test's\n"
+    "description. Put -- before results that could be taken for an option.\n";
+
+const char* const kReportHelp =
+    "Usage: veltra report [--html FILE] [--json FILE] TRAINED INPUT\n"
+    "\n"
+    "Judges every test line of INPUT with the trained network TRAINED, as evaluate does but\n"
+    "without writing a judged copy, and prints the report of 'veltra evaluate --report'\n"
+    "(see 'veltra evaluate --help' for its figures).\n"
+    "\n"
+    "--html FILE  writes a page: the confusion matrix as a heat map, the per-state table, the\n"
+    "             calibration diagram, and the CP and DP figures that training wrote into\n"
+    "             TRAINED, per test, as bars. The page holds all it shows (no script, no\n"
+    "             other file) and opens from disk in any browser.\n"
+    "--json FILE  writes the figures to FILE as JSON.\n";
 
 const char* const kCheckHelp =
     "Usage: veltra check NETWORK\n"
@@ -66,29 +123,8 @@ const char* const kCheckHelp =
     "probabilities, it says after how many observed tests a product of its smallest\n"
     "probabilities underflows to 0 (every state would then get probability 0).\n";
 
-// One engine for the life of a command.
-class Engine {
-public:
-    Engine() { CreateBayesianEngine(&m_handle); }
-    ~Engine() { DestroyBayesianEngine(&m_handle); }
-    Engine(const Engine&) = delete;
-    Engine& operator=(const Engine&) = delete;
-    BayesianEngineHandle get() const { return m_handle; }
-
-private:
-    BayesianEngineHandle m_handle = nullptr;
-};
-
-bool Readable(const std::string& path) { return std::ifstream(path).is_open(); }
-
 // Only asked after the library failed: it has created or truncated the file if it could.
 bool Writable(const std::string& path) { return std::ofstream(path, std::ios::app).is_open(); }
-
-bool SameFile(const std::string& a, const std::string& b)
-{
-    std::error_code error;
-    return std::filesystem::equivalent(a, b, error);
-}
 
 // Only asked after the library failed a training run or an evaluation: whether the run stopped at
 // a line of INPUT that does not fit the network, rather than at a file the library refused and
@@ -114,116 +150,9 @@ bool LineDidNotFit(const std::string& input, const std::string& output, const st
     return true;
 }
 
-bool StartsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
-
-std::string Trim(const std::string& text)
-{
-    const char* const space = " \t\n\v\f\r";
-    size_t first = text.find_first_not_of(space);
-    if (first == std::string::npos) return std::string();
-    return text.substr(first, text.find_last_not_of(space) - first + 1);
-}
-
-// The non-empty pieces of `text` between any of the `delimiters`.
-std::vector<std::string> Split(const std::string& text, const char* delimiters)
-{
-    std::vector<std::string> pieces;
-    size_t start = 0;
-    while (start <= text.size()) {
-        size_t end = text.find_first_of(delimiters, start);
-        if (end == std::string::npos) end = text.size();
-        if (end > start) pieces.push_back(text.substr(start, end - start));
-        start = end + 1;
-    }
-    return pieces;
-}
-
-struct TestOutline {
-    std::string tag;
-    std::string description;
-    std::vector<std::string> values;
-};
-
-// What the command shows or needs of a description and the API does not tell: hypothesis,
-// states, tests and whether it holds probabilities. The lines are read again here, after the
-// library accepted them: cut at CR and LF, told apart by their prefix.
-struct NetworkOutline {
-    std::string hypothesis;
-    std::vector<std::string> states;
-    std::vector<TestOutline> tests;
-    int probabilities = 0;
-    // The smallest probabilities above 0 of the probability lines, priors and tests' apart.
-    double smallestPrior = 1.0;
-    double smallestConditional = 1.0;
-};
-
-NetworkOutline ReadOutline(const std::string& path)
-{
-    NetworkOutline outline;
-    std::ifstream in(path, std::ios::binary);
-    std::string text((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    for (const std::string& raw : Split(text, "\r\n")) {
-        std::string line = Trim(raw);
-        if (line.empty() || line[0] == '#' || StartsWith(line, "PARAMETER")) continue;
-        if (line[0] == 'P') {
-            ++outline.probabilities;
-            const size_t close = line.find(')'), equals = line.find('=', close == std::string::npos ? 0 : close);
-            const double value = equals == std::string::npos ? 0.0 : std::atof(line.c_str() + equals + 1);
-            double& smallest = line.find('|') < close ? outline.smallestConditional : outline.smallestPrior;
-            if (value > 0.0 && value < smallest) smallest = value;
-            continue;
-        }
-        // Hypothesis and test lines: NAME = description "item,item,..."
-        size_t equals = line.find('=');
-        if (equals == std::string::npos) continue;
-        std::vector<std::string> pieces = Split(Trim(line.substr(equals + 1)), "\"");
-        if (pieces.size() != 2) continue;
-        std::vector<std::string> items;
-        for (const std::string& item : Split(pieces[1], ",")) items.push_back(Trim(item));
-        if (line[0] == 'H') {
-            outline.hypothesis = Trim(pieces[0]);
-            outline.states = items;
-        } else {
-            outline.tests.push_back({Trim(line.substr(0, equals)), Trim(pieces[0]), items});
-        }
-    }
-    return outline;
-}
-
-std::string Join(const std::vector<std::string>& items, const char* separator)
-{
-    std::string joined;
-    for (const std::string& item : items) joined += (joined.empty() ? "" : separator) + item;
-    return joined;
-}
-
 std::string Counted(size_t n, const char* noun) { return std::to_string(n) + " " + noun + (n == 1 ? "" : "s"); }
 
-// Loads NETWORK into the engine; on failure names the file unless the library already did.
-bool Load(const Engine& engine, const char* command, const std::string& network)
-{
-    if (!engine.get()) {
-        std::fprintf(stderr, "veltra %s: cannot create an engine\n", command);
-        return false;
-    }
-    if (InitializeThruFile(engine.get(), network.c_str()) == 0) return true;
-    if (Readable(network))
-        std::fprintf(stderr, "veltra %s: %s is not a valid network description\n", command, network.c_str());
-    return false;
-}
-
-// Loads a network that can classify; a description without probability lines loads, but cannot.
-// Returns its number of states, 0 on failure.
-size_t LoadTrained(const Engine& engine, const char* command, const std::string& network)
-{
-    if (!Load(engine, command, network)) return 0;
-    NetworkOutline outline = ReadOutline(network);
-    if (outline.probabilities > 0) return std::max<size_t>(outline.states.size(), 1);
-    std::fprintf(stderr, "veltra %s: %s holds no probabilities; train it first\n", command, network.c_str());
-    return 0;
-}
-
-int Train(const std::vector<std::string>& args, bool)
+int Train(const std::vector<std::string>& args, const Options&)
 {
     const std::string &network = args[0], &samples = args[1], &output = args[2];
     // Loading first tells a faulty description apart from a faulty sample file.
@@ -250,8 +179,9 @@ void PrintClassification(const std::string& results, const char* categories, con
     for (int32_t i = 0; i < count; ++i) std::printf("  %c %7.2f %%\n", categories[i], probabilities[i] * 100.0);
 }
 
-int Classify(const std::vector<std::string>& args, bool tsv)
+int Classify(const std::vector<std::string>& args, const Options& options)
 {
+    const bool tsv = options.tsv;
     const std::string& network = args[0];
     Engine engine;
     size_t states = LoadTrained(engine, "classify", network);
@@ -320,7 +250,19 @@ long StoppingLine(const std::string& output)
     return testLine ? copied : copied + 1;
 }
 
-int Evaluate(const std::vector<std::string>& args, bool)
+// A file the command writes must not be one it reads or another it writes.
+bool Overwrites(const char* command, const std::string& written, const std::vector<std::string>& others)
+{
+    for (const std::string& other : others)
+        if (!written.empty() && (written == other || SameFile(written, other))) {
+            std::fprintf(stderr, "veltra %s: writing %s would overwrite a file the command reads or writes\n", command,
+                         written.c_str());
+            return true;
+        }
+    return false;
+}
+
+int Evaluate(const std::vector<std::string>& args, const Options& options)
 {
     const std::string &network = args[0], &input = args[1], &output = args[2];
     // The network is no input of the evaluation, but an evaluation must not replace it either.
@@ -328,9 +270,13 @@ int Evaluate(const std::vector<std::string>& args, bool)
         std::fprintf(stderr, "veltra evaluate: the output %s would overwrite the network\n", output.c_str());
         return 1;
     }
+    if (Overwrites("evaluate", options.json, {network, input, output})) return 1;
     Engine engine;
     if (LoadTrained(engine, "evaluate", network) == 0) return 1;
-    if (AnalyzeFile(engine.get(), input.c_str(), output.c_str()) == 0) return 0;
+    if (AnalyzeFile(engine.get(), input.c_str(), output.c_str()) == 0) {
+        if (!options.report && options.json.empty()) return 0;
+        return MakeReport(engine, {"evaluate", {network, input}, options.report, options.json, ""});
+    }
     std::fflush(stdout);
     if (LineDidNotFit(input, output, network))
         std::fprintf(stderr, "veltra evaluate: %s, line %ld: the line does not fit %s\n", input.c_str(),
@@ -338,7 +284,20 @@ int Evaluate(const std::vector<std::string>& args, bool)
     return 1;
 }
 
-int Check(const std::vector<std::string>& args, bool)
+int Report(const std::vector<std::string>& args, const Options& options)
+{
+    const std::string &network = args[0], &input = args[1];
+    if (Overwrites("report", options.json, {network, input, options.html}) ||
+        Overwrites("report", options.html, {network, input}))
+        return 1;
+    Engine engine;
+    if (LoadTrained(engine, "report", network) == 0) return 1;
+    return MakeReport(engine, {"report", {network, input}, true, options.json, options.html});
+}
+
+int Explain(const std::vector<std::string>& args, const Options&) { return veltra::cli::Explain(args); }
+
+int Check(const std::vector<std::string>& args, const Options&)
 {
     const std::string& network = args[0];
     Engine engine;
@@ -398,34 +357,60 @@ struct Command {
     const char* help;
     size_t minArgs;
     size_t maxArgs;
-    bool takesTsv;
-    int (*run)(const std::vector<std::string>& args, bool tsv);
+    // Its options, blank-separated; "=" after a name marks an option followed by a file name.
+    const char* options;
+    // Whether its arguments are test results, which may begin with "--": then only the exact
+    // option names are options.
+    bool takesResults;
+    int (*run)(const std::vector<std::string>& args, const Options& options);
 };
 
 const Command kCommands[] = {
-    {"train", kTrainHelp, 3, 3, false, Train},
-    {"classify", kClassifyHelp, 1, SIZE_MAX, true, Classify},
-    {"evaluate", kEvaluateHelp, 3, 3, false, Evaluate},
-    {"check", kCheckHelp, 1, 1, false, Check},
+    {"train", kTrainHelp, 3, 3, "", false, Train},
+    {"classify", kClassifyHelp, 1, SIZE_MAX, "--tsv", true, Classify},
+    {"evaluate", kEvaluateHelp, 3, 3, "--report --json=", false, Evaluate},
+    {"explain", kExplainHelp, 1, SIZE_MAX, "", true, Explain},
+    {"report", kReportHelp, 2, 2, "--html= --json=", false, Report},
+    {"check", kCheckHelp, 1, 1, "", false, Check},
 };
 
-// Only the exact option names are options: test results may begin with "-" or "--".
+// Whether `arg` is one of the command's options, and whether a file name follows it.
+bool IsOption(const Command& command, const std::string& arg, bool& takesFile)
+{
+    for (const std::string& option : Split(command.options, " ")) {
+        takesFile = option.back() == '=';
+        if (arg == (takesFile ? option.substr(0, option.size() - 1) : option)) return true;
+    }
+    return false;
+}
+
 int Run(const Command& command, int argc, char** argv)
 {
     std::vector<std::string> args;
-    bool tsv = false;
-    bool options = true;
+    Options options;
+    bool optionsEnded = false;
     for (int i = 0; i < argc; ++i) {
-        const char* arg = argv[i];
-        if (options && std::strcmp(arg, "--") == 0) {
-            options = false;
-        } else if (options && std::strcmp(arg, "--help") == 0) {
+        const std::string arg = argv[i];
+        bool takesFile = false;
+        if (optionsEnded) {
+            args.push_back(arg);
+        } else if (arg == "--") {
+            optionsEnded = true;
+        } else if (arg == "--help") {
             std::fputs(command.help, stdout);
             return 0;
-        } else if (options && command.takesTsv && std::strcmp(arg, "--tsv") == 0) {
-            tsv = true;
-        } else if (options && !command.takesTsv && StartsWith(arg, "--")) {
-            std::fprintf(stderr, "veltra %s: unknown option %s\n", command.name, arg);
+        } else if (IsOption(command, arg, takesFile)) {
+            if (!takesFile) {
+                (arg == "--tsv" ? options.tsv : options.report) = true;
+                continue;
+            }
+            if (i + 1 == argc) {
+                std::fprintf(stderr, "veltra %s: %s needs a file name\n", command.name, arg.c_str());
+                return 1;
+            }
+            (arg == "--json" ? options.json : options.html) = argv[++i];
+        } else if (!command.takesResults && StartsWith(arg, "--")) {
+            std::fprintf(stderr, "veltra %s: unknown option %s\n", command.name, arg.c_str());
             return 1;
         } else {
             args.push_back(arg);
@@ -437,7 +422,7 @@ int Run(const Command& command, int argc, char** argv)
                      static_cast<int>(std::strcspn(command.help, "\n")), command.help);
         return 1;
     }
-    return command.run(args, tsv);
+    return command.run(args, options);
 }
 
 // A command's status, unless what it wrote to standard output did not reach it: then 1. A closed

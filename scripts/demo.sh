@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # The bundled example end to end: builds the veltra command if needed (in build/demo), trains the
 # form-field network on examples/fields/train.txt, evaluates the held-out fields of
-# examples/fields/eval.txt, prints the accuracy and classifies a few fields.
+# examples/fields/eval.txt with a report, explains the first miss, writes the report's page and
+# classifies a few fields.
 # Installs cmake and g++ when they are missing and it runs as root (Debian).
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -27,12 +28,28 @@ echo "\$ $veltra train $example/network.txt $example/train.txt $out/trained.txt"
 $veltra train $example/network.txt $example/train.txt $out/trained.txt | final_progress
 
 echo
-echo "== Evaluating the held-out fields of $example/eval.txt"
-echo "\$ $veltra evaluate $out/trained.txt $example/eval.txt $out/evaluated.txt"
-$veltra evaluate $out/trained.txt $example/eval.txt $out/evaluated.txt | final_progress | grep -v '^$'
+echo "== Evaluating the held-out fields of $example/eval.txt, with a report"
+echo "\$ $veltra evaluate --report $out/trained.txt $example/eval.txt $out/evaluated.txt"
+$veltra evaluate --report $out/trained.txt $example/eval.txt $out/evaluated.txt | final_progress | sed '1,/^Accuracy/d' | cat -s
 fields=$(grep -c '^;TESTS' $example/eval.txt)
 wrong=$(grep -c '^;ERROR' $out/evaluated.txt || true)
 echo "$((fields - wrong)) of $fields held-out fields classified right; each with its verdict in $out/evaluated.txt"
+
+echo
+echo "== Why the first miss was missed"
+# The judged copy holds each field as a comment, its test line and its verdict.
+read -r field expected results answer < <(awk -F'\t' '/^# / { field = substr($0, 3) } /^;TESTS/ { line = $0 }
+    /^;ERROR/ { split(line, t, "\t"); split($2, a, ":"); gsub(/ /, "_", field); print field, t[2], t[3], a[1]; exit }' \
+    $out/evaluated.txt)
+echo "${field//_/ }   expected $expected, answered $answer   test results $results"
+echo "\$ $veltra explain $out/trained.txt $results"
+$veltra explain $out/trained.txt "$results"
+
+echo
+echo "== The report as a page"
+echo "\$ $veltra report $out/trained.txt $example/eval.txt --html $out/report.html"
+$veltra report $out/trained.txt $example/eval.txt --html $out/report.html >/dev/null
+echo "Open $out/report.html in a browser: confusion matrix, per-state figures, calibration, CP and DP per test."
 
 echo
 echo "== Classifying a few held-out fields, one of each kind"

@@ -25,10 +25,11 @@ usage=$("$veltra" --help)$'\n'
 run usage "no command" 1 "" "$usage" ""
 run usage "help" 0 "Usage: veltra COMMAND *" "" "" --help
 run usage "unknown command" 1 "" "veltra: unknown command frob"$'\n\n'"$usage" "" frob
-for command in train classify evaluate check; do run usage "$command --help" 0 "Usage: veltra $command *" "" "" "$command" x --help; done
+for command in train classify evaluate explain report check; do run usage "$command --help" 0 "Usage: veltra $command *" "" "" "$command" x --help; done
 run usage "too many arguments" 1 "" $'veltra check: wrong number of arguments\nUsage: veltra check NETWORK\n' "" check network.txt trained.txt
 run usage "--tsv is no argument" 1 "" $'veltra classify: wrong number of arguments\nUsage: veltra classify [--tsv] NETWORK [RESULTS...]\n' "" classify --tsv
 run usage "option of another command" 1 "" $'veltra evaluate: unknown option --tsv\n' "" evaluate --tsv trained.txt eval.txt out.txt
+run usage "option without its file" 1 "" $'veltra evaluate: --json needs a file name\n' "" evaluate trained.txt eval.txt out.txt --json
 
 run train "trains" 0 "*Line: 4 / 5"$'\nWARNING: found 0 count for state: Digits=y|H=n\nWARNING: found 0 count for state: Digits=n|H=d\nWARNING: found 0 count for state: Blank=n|H=n\nEnd of training.\nNumber of sample lists processed: 1\nTotal sample count: 4\n' "" "" train network.txt samples.txt out.txt
 run train "trained file classifies" 0 $'yn\td\t0.999998\tn\t0.000002\n' "" "" classify --tsv out.txt yn
@@ -82,6 +83,48 @@ if [ "$group" = evaluate ]; then
     [ "$status" = 1 ] && [ "$(cat stderr.txt)" = "Cannot write file: cut.txt" ] || fail "output cut by a file-size limit (exit status $status)"
 fi
 run evaluate "untrained network" 1 "" $'veltra evaluate: network.txt holds no probabilities; train it first\n' "" evaluate network.txt eval.txt out.txt
+
+# The report on kinds.txt, whose probabilities can be read off its lines; figures worked by hand:
+# precision a 3/5, b 2/3, c 0/1; recall a 3/5, b 2/3, d 0/1; macro (0.6 + 2/3 + 0 + 0) / 4;
+# weighted (5 * 0.6 + 3 * 2/3) / 9 = 5/9; log loss -(4 ln 0.64 + 4 ln 0.12 + ln 0.25) / 9 = 1.2947;
+# Brier (4 * 0.1728 + 4 * 1.2128 + 0.75) / 9 = 0.6992, where a right 0.64 line scores
+# 0.36^2 + 3 * 0.12^2, a wrong one 0.88^2 + 0.64^2 + 2 * 0.12^2 and the "-" line 0.75^2 + 3 * 0.25^2.
+report=$'Report: 9 test lines, 5 right\n\nConfusion matrix: lines by expected state (rows) and most probable state (columns)
+            a    b    c    d\na           3    1    1    0\nb           1    2    0    0\nc           0    0    0    0\nd           1    0    0    0
+\nState     Precision     Recall         F1    Support\na            0.6000     0.6000     0.6000          5
+b            0.6667     0.6667     0.6667          3\nc            0.0000          -     0.0000          0
+d                 -     0.0000     0.0000          1\nmacro        0.3167     0.3167     0.3167          9
+weighted     0.5556     0.5556     0.5556          9\n\nAccuracy: 55.56 %\nLog loss: 1.2947\nBrier score: 0.6992
+\nCalibration: lines by probability of the most probable state\nProbability    Lines  Mean probability  Share right
+0.0 to 0.1         0                 -            -\n0.1 to 0.2         0                 -            -
+0.2 to 0.3         1            0.2500       1.0000\n0.3 to 0.4         0                 -            -
+0.4 to 0.5         0                 -            -\n0.5 to 0.6         0                 -            -
+0.6 to 0.7         8            0.6400       0.5000\n0.7 to 0.8         0                 -            -
+0.8 to 0.9         0                 -            -\n0.9 to 1.0         0                 -            -\n'
+run evaluate "report after the accuracy" 0 "*"$'\n\nAccuracy: 55.56 %\n\n'"$report" "" "" evaluate --report kinds.txt labelled.txt out.txt
+run report "report without a judged copy" 0 "$report" "" "" report kinds.txt labelled.txt
+run report "line that does not fit" 1 "" $'Expected 2 test results but got 3. Test results:\nyyy\nveltra report: bad.txt, line 3: the line does not fit trained.txt\n' "" report trained.txt bad.txt
+run report "missing input" 1 "" $'veltra report: cannot open missing.txt\n' "" report trained.txt missing.txt
+run report "input is a directory" 1 "" $'veltra report: cannot read .\n' "" report trained.txt .
+run report "untrained network" 1 "" $'veltra report: network.txt holds no probabilities; train it first\n' "" report network.txt eval.txt
+run report "page would overwrite the input" 1 "" $'veltra report: writing ./eval.txt would overwrite a file the command reads or writes\n' "" report --html ./eval.txt trained.txt eval.txt
+run report "page not writable" 1 "Report: 3 test lines, 2 right*" $'veltra report: cannot write none/page.html\n' "" report trained.txt eval.txt --html none/page.html
+if [ "$group" = report ]; then head -c 1100 /dev/zero | tr '\0' y >long.txt; printf '# fine\n;TESTS\td\n' >short.txt; fi
+run report "line too long" 1 "" $'veltra report: long.txt, line 1: the line is longer than 1023 bytes\n' "" report trained.txt long.txt
+run report "test line without results" 1 "" $'veltra report: short.txt, line 2: a test line needs expected states and test results\n' "" report trained.txt short.txt
+
+# "yy": d 0.5 * 0.9 * 0.2 = 0.09 against n 0.5 * 0.1 * 0.8 = 0.04, d 69.23 %. Without Digits ("-y")
+# d 0.1 against n 0.4, d 20 % and n wins; without Blank ("y-") d 0.45 against 0.05, d 90 %.
+explained=$'  Observed tests left out one at a time, largest effect on d first:
+    #  Test    Result  d without   Change  Winner without  Description
+    1  Digits  y         20.00 %   -49.23  n (changes)     Has digits
+    2  Blank   y         90.00 %   +20.77  d               Has a blank\n'
+run explain "winner changes" 0 $'yy\n  d   69.23 %\n  n   30.77 %\n'"$explained" "" "" explain trained.txt yy
+run explain "unobserved tests not left out" 0 $'-y\n  n   80.00 %\n  d   20.00 %\n  Observed tests left out one at a time, largest effect on n first:
+    #  Test    Result  n without   Change  Winner without  Description
+    2  Blank   y         50.00 %   -30.00  d (changes)     Has a blank\n\n-.-\n  d   50.00 %\n  n   50.00 %
+  No test observed: nothing to leave out.\n' "" "" explain trained.txt -- -y -.-
+run explain "bad line, others explained" 1 $'yy\n  d   69.23 %\n  n   30.77 %\n'"$explained" $'Expected 2 test results but got 3. Test results:\nyyy\nveltra explain: standard input, line 1: "yyy" does not fit trained.txt\n' $'yyy\nyy\n' explain trained.txt
 
 printf '\r\nH = Kind "dd"\r\nT = Ends in x "x,yz"\r\n' >wide.txt
 run check "untrained" 0 $'network.txt: hypothesis Kind, 2 states, 2 tests\nStates: d n\nTests, one result character each, in this order:\n   1  Digits  y,n  Has digits\n   2  Blank   y,n  Has a blank\nProbabilities: none; train the network before classifying with it\n' "" "" check network.txt

@@ -1,0 +1,134 @@
+#include "cli/Explain.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <iostream>
+
+#include "cli/Engine.h"
+#include "cli/NetworkOutline.h"
+
+namespace veltra::cli {
+
+namespace {
+
+struct Classification {
+    std::vector<char> states;
+    std::vector<double> probabilities;
+
+    double Of(char state) const
+    {
+        for (size_t i = 0; i < states.size(); ++i)
+            if (states[i] == state) return probabilities[i];
+        return 0.0;
+    }
+};
+
+bool Classify(const Engine& engine, const std::string& results, size_t capacity, Classification& answer)
+{
+    answer.states.assign(capacity, '\0');
+    answer.probabilities.assign(capacity, 0.0);
+    int32_t count = static_cast<int32_t>(capacity);
+    if (Analyze(engine.get(), results.c_str(), answer.states.data(), answer.probabilities.data(), &count) !=
+            0 ||
+        count <= 0)
+        return false;
+    answer.states.resize(static_cast<size_t>(count));
+    answer.probabilities.resize(static_cast<size_t>(count));
+    return true;
+}
+
+struct Effect {
+    size_t test;     // position in the results
+    double without;  // the probability of the most probable state without the test
+    char winner;     // the most probable state without the test
+};
+
+}  // namespace
+
+int Explain(const std::vector<std::string>& args)
+{
+    const std::string& network = args[0];
+    Engine engine;
+    const size_t capacity = LoadTrained(engine, "explain", network);
+    if (capacity == 0) return 1;
+    const NetworkOutline outline = ReadOutline(network);
+    size_t tagWidth = 4;
+    for (const TestOutline& test : outline.tests) tagWidth = std::max(tagWidth, test.tag.size());
+    const int tag = static_cast<int>(tagWidth);
+
+    int failures = 0;
+    bool first = true;
+    auto explain = [&](const std::string& given, const std::string& where) {
+        std::string results;
+        for (char c : given)
+            if (c != '.') results += c;
+        Classification all;
+        if (!Classify(engine, results, capacity, all)) {
+            std::fflush(stdout);
+            std::fprintf(stderr, "veltra explain: %s\"%s\" does not fit %s\n", where.c_str(), given.c_str(),
+                         network.c_str());
+            ++failures;
+            return;
+        }
+        std::vector<Effect> effects;
+        for (size_t t = 0; t < results.size(); ++t) {
+            if (results[t] == '-') continue;
+            std::string without = results;
+            without[t] = '-';
+            Classification other;
+            if (!Classify(engine, without, capacity, other)) {
+                ++failures;
+                return;
+            }
+            effects.push_back({t, other.Of(all.states[0]), other.states[0]});
+        }
+        const double top = all.probabilities[0];
+        // Largest effect first; equal effects in results order.
+        std::stable_sort(effects.begin(), effects.end(), [&](const Effect& a, const Effect& b) {
+            return std::fabs(a.without - top) > std::fabs(b.without - top);
+        });
+
+        if (!first) std::printf("\n");
+        first = false;
+        std::printf("%s\n", given.c_str());
+        for (size_t i = 0; i < all.states.size(); ++i)
+            std::printf("  %c %7.2f %%\n", all.states[i], all.probabilities[i] * 100.0);
+        if (effects.empty()) {
+            std::printf("  No test observed: nothing to leave out.\n");
+            return;
+        }
+        const char winner = all.states[0];
+        std::printf("  Observed tests left out one at a time, largest effect on %c first:\n", winner);
+        std::printf("  %3s  %-*s  %-6s  %9s  %7s  %-14s  %s\n", "#", tag, "Test", "Result",
+                    (std::string(1, winner) + " without").c_str(), "Change", "Winner without", "Description");
+        for (const Effect& effect : effects) {
+            const TestOutline* test =
+                effect.test < outline.tests.size() ? &outline.tests[effect.test] : nullptr;
+            const std::string verdict =
+                std::string(1, effect.winner) + (effect.winner != winner ? " (changes)" : "");
+            std::printf("  %3zu  %-*s  %-6c  %7.2f %%  %+7.2f  %-14s  %s\n", effect.test + 1, tag,
+                        test ? test->tag.c_str() : "?", results[effect.test], effect.without * 100.0,
+                        (effect.without - top) * 100.0, verdict.c_str(),
+                        test ? test->description.c_str() : "");
+        }
+    };
+
+    if (args.size() > 1) {
+        for (size_t i = 1; i < args.size(); ++i) explain(args[i], "");
+    } else {
+        std::string line;
+        for (long number = 1; std::getline(std::cin, line); ++number) {
+            line = Trim(line);
+            if (!line.empty()) explain(line, "standard input, line " + std::to_string(number) + ": ");
+        }
+        if (std::cin.bad() || std::ferror(stdin)) {
+            std::fflush(stdout);
+            std::fprintf(stderr, "veltra explain: cannot read standard input\n");
+            return 1;
+        }
+    }
+    return failures == 0 ? 0 : 1;
+}
+
+}  // namespace veltra::cli

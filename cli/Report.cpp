@@ -1,0 +1,290 @@
+#include "cli/Report.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <map>
+
+#include "cli/ReportPage.h"
+
+namespace veltra::cli {
+
+std::vector<TestFigures> ReadTestFigures(const std::string& trained, const NetworkOutline& outline)
+{
+    // Section lines: "#\t" figure "\t" tag "\t" description, under "#\tCP values:" or
+    // "#\tDP values:" and its rule. A later section replaces an earlier one: a network trained
+    // again holds the sections of each run, the last one's in force.
+    std::map<std::string, double> cp, dp;
+    std::map<std::string, double>* section = nullptr;
+    for (const std::string& raw : Split(ReadText(trained), "\n")) {
+        const std::string line = raw.back() == '\r' ? raw.substr(0, raw.size() - 1) : raw;
+        if (line == "#\tCP values:" || line == "#\tDP values:") {
+            section = line[2] == 'C' ? &cp : &dp;
+            section->clear();
+            continue;
+        }
+        if (!section || line == "#\t-----------") continue;
+        const std::vector<std::string> pieces = Split(line, "\t");
+        char* end = nullptr;
+        const double figure =
+            pieces.size() >= 3 && pieces[0] == "#" ? std::strtod(pieces[1].c_str(), &end) : 0.0;
+        if (!end || *end != '\0') {
+            section = nullptr;
+            continue;
+        }
+        (*section)[pieces[2]] = figure;
+    }
+    std::vector<TestFigures> tests;
+    for (const TestOutline& test : outline.tests) {
+        TestFigures figures{test.tag, test.description};
+        if (auto found = cp.find(test.tag); found != cp.end())
+            figures.cp = found->second, figures.hasCp = true;
+        if (auto found = dp.find(test.tag); found != dp.end())
+            figures.dp = found->second, figures.hasDp = true;
+        tests.push_back(figures);
+    }
+    return tests;
+}
+
+namespace {
+
+std::string Fixed(const Share& share)
+{
+    if (!share.defined) return "-";
+    char text[32];
+    std::snprintf(text, sizeof text, "%.4f", share.value);
+    return text;
+}
+
+std::string Fixed(double value)
+{
+    return Fixed(Share{value, true});
+}
+
+}  // namespace
+
+void PrintReport(std::FILE* out, const EvaluationFigures& figures)
+{
+    if (figures.lines == 0) {
+        std::fprintf(out, "Report: no test lines, no figures.\n");
+        return;
+    }
+    const size_t rows = figures.states.size(), columns = figures.networkStates;
+    long largest = 0;
+    for (const std::vector<long>& row : figures.confusion)
+        for (long count : row) largest = std::max(largest, count);
+    const int width = std::max(5, static_cast<int>(std::to_string(largest).size()) + 1);
+    size_t nameWidth = 8;  // "weighted"
+    for (const StateFigures& state : figures.states) nameWidth = std::max(nameWidth, state.name.size());
+    const int name = static_cast<int>(nameWidth);
+
+    std::fprintf(out, "Report: %ld test lines, %ld right\n\n", figures.lines, figures.right);
+    std::fprintf(out, "Confusion matrix: lines by expected state (rows) and most probable state (columns)\n");
+    std::fprintf(out, "%-*s", name, "");
+    for (size_t p = 0; p < columns; ++p) std::fprintf(out, "%*s", width, figures.states[p].name.c_str());
+    std::fprintf(out, "\n");
+    for (size_t s = 0; s < rows; ++s) {
+        std::fprintf(out, "%-*s", name, figures.states[s].name.c_str());
+        for (size_t p = 0; p < columns; ++p) std::fprintf(out, "%*ld", width, figures.confusion[s][p]);
+        std::fprintf(out, "\n");
+    }
+
+    std::fprintf(out, "\n%-*s  %9s  %9s  %9s  %9s\n", name, "State", "Precision", "Recall", "F1", "Support");
+    for (const StateFigures& state : figures.states)
+        std::fprintf(out, "%-*s  %9s  %9s  %9s  %9ld\n", name, state.name.c_str(),
+                     Fixed(state.precision).c_str(), Fixed(state.recall).c_str(), Fixed(state.f1).c_str(),
+                     state.support);
+    std::fprintf(out, "%-*s  %9s  %9s  %9s  %9ld\n", name, "macro", Fixed(figures.macro.precision).c_str(),
+                 Fixed(figures.macro.recall).c_str(), Fixed(figures.macro.f1).c_str(), figures.lines);
+    std::fprintf(out, "%-*s  %9s  %9s  %9s  %9ld\n", name, "weighted",
+                 Fixed(figures.weighted.precision).c_str(), Fixed(figures.weighted.recall).c_str(),
+                 Fixed(figures.weighted.f1).c_str(), figures.lines);
+
+    // The same computation and format as the library's accuracy line.
+    std::fprintf(out, "\nAccuracy: %.2f %%\n",
+                 static_cast<double>(figures.right) * 100.0 / static_cast<double>(figures.lines));
+    std::fprintf(out, "Log loss: %.4f\n", figures.logLoss);
+    std::fprintf(out, "Brier score: %.4f\n", figures.brier);
+
+    std::fprintf(out, "\nCalibration: lines by probability of the most probable state\n");
+    std::fprintf(out, "%-11s  %7s  %16s  %11s\n", "Probability", "Lines", "Mean probability", "Share right");
+    for (int b = 0; b < kCalibrationBins; ++b) {
+        const CalibrationBin& bin = figures.calibration[b];
+        const double lines = static_cast<double>(bin.lines);
+        const bool any = bin.lines > 0;
+        std::fprintf(out, "%.1f to %.1f   %7ld  %16s  %11s\n", b / 10.0, (b + 1) / 10.0, bin.lines,
+                     Fixed(Share{any ? bin.probabilitySum / lines : 0.0, any}).c_str(),
+                     Fixed(Share{any ? static_cast<double>(bin.right) / lines : 0.0, any}).c_str());
+    }
+}
+
+std::string JsonString(const std::string& text)
+{
+    std::string quoted = "\"";
+    for (char c : text) {
+        if (c == '"' || c == '\\') {
+            quoted += '\\';
+            quoted += c;
+        } else if (static_cast<unsigned char>(c) < 0x20) {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\u%04x", static_cast<unsigned>(c));
+            quoted += escaped;
+        } else {
+            quoted += c;
+        }
+    }
+    return quoted + "\"";
+}
+
+std::string HtmlText(const std::string& text)
+{
+    std::string escaped;
+    for (char c : text) {
+        switch (c) {
+            case '&':
+                escaped += "&amp;";
+                break;
+            case '<':
+                escaped += "&lt;";
+                break;
+            case '>':
+                escaped += "&gt;";
+                break;
+            case '"':
+                escaped += "&quot;";
+                break;
+            case '\'':
+                escaped += "&#39;";
+                break;
+            default:
+                // Control characters have no place in a page, not even escaped.
+                escaped += static_cast<unsigned char>(c) < 0x20 && c != '\t' ? '?' : c;
+        }
+    }
+    return escaped;
+}
+
+std::string JsonNumber(double value)
+{
+    // The shortest of 15, 16 or 17 significant digits that reads back as the same double.
+    char text[32];
+    for (int digits = 15; digits <= 17; ++digits) {
+        std::snprintf(text, sizeof text, "%.*g", digits, value);
+        if (std::strtod(text, nullptr) == value) break;
+    }
+    return text;
+}
+
+namespace {
+
+std::string JsonShare(const Share& share)
+{
+    return share.defined ? JsonNumber(share.value) : "null";
+}
+
+std::string JsonAverages(const Averages& averages)
+{
+    return "{\"precision\": " + JsonNumber(averages.precision) +
+           ", \"recall\": " + JsonNumber(averages.recall) + ", \"f1\": " + JsonNumber(averages.f1) + "}";
+}
+
+}  // namespace
+
+std::string ReportJson(const ReportSource& source, const EvaluationFigures& figures,
+                       const std::vector<TestFigures>& tests)
+{
+    const bool any = figures.lines > 0;
+    const double lines = static_cast<double>(figures.lines);
+    std::string json = "{\n";
+    json += "  \"network\": " + JsonString(source.network) + ",\n";
+    json += "  \"input\": " + JsonString(source.input) + ",\n";
+    json += "  \"lines\": " + std::to_string(figures.lines) + ",\n";
+    json += "  \"right\": " + std::to_string(figures.right) + ",\n";
+    json +=
+        "  \"accuracy\": " + (any ? JsonNumber(static_cast<double>(figures.right) / lines) : "null") + ",\n";
+    json += "  \"log_loss\": " + (any ? JsonNumber(figures.logLoss) : "null") + ",\n";
+    json += "  \"brier_score\": " + (any ? JsonNumber(figures.brier) : "null") + ",\n";
+    json += "  \"states\": [";
+    for (size_t s = 0; s < figures.states.size(); ++s)
+        json += (s ? ", " : "") + JsonString(figures.states[s].name);
+    json += "],\n";
+    json += "  \"network_states\": " + std::to_string(figures.networkStates) + ",\n";
+    json += "  \"confusion\": [";
+    for (size_t s = 0; s < figures.confusion.size(); ++s) {
+        json += s ? ",\n    [" : "\n    [";
+        for (size_t p = 0; p < figures.confusion[s].size(); ++p)
+            json += (p ? ", " : "") + std::to_string(figures.confusion[s][p]);
+        json += "]";
+    }
+    json += "\n  ],\n";
+    json += "  \"per_state\": [";
+    for (size_t s = 0; s < figures.states.size(); ++s) {
+        const StateFigures& state = figures.states[s];
+        json += s ? ",\n    " : "\n    ";
+        json += "{\"state\": " + JsonString(state.name) + ", \"precision\": " + JsonShare(state.precision) +
+                ", \"recall\": " + JsonShare(state.recall) + ", \"f1\": " + JsonNumber(state.f1) +
+                ", \"support\": " + std::to_string(state.support) +
+                ", \"predicted\": " + std::to_string(state.predicted) + "}";
+    }
+    json += "\n  ],\n";
+    json += "  \"macro_average\": " + JsonAverages(figures.macro) + ",\n";
+    json += "  \"weighted_average\": " + JsonAverages(figures.weighted) + ",\n";
+    json += "  \"calibration\": [";
+    for (int b = 0; b < kCalibrationBins; ++b) {
+        const CalibrationBin& bin = figures.calibration[b];
+        const double n = static_cast<double>(bin.lines);
+        json += b ? ",\n    " : "\n    ";
+        json +=
+            "{\"from\": " + JsonNumber(b / 10.0) + ", \"to\": " + JsonNumber((b + 1) / 10.0) +
+            ", \"lines\": " + std::to_string(bin.lines) + ", \"right\": " + std::to_string(bin.right) +
+            ", \"mean_probability\": " + (bin.lines ? JsonNumber(bin.probabilitySum / n) : "null") +
+            ", \"share_right\": " + (bin.lines ? JsonNumber(static_cast<double>(bin.right) / n) : "null") +
+            "}";
+    }
+    json += "\n  ],\n";
+    json += "  \"tests\": [";
+    for (size_t t = 0; t < tests.size(); ++t) {
+        const TestFigures& test = tests[t];
+        json += t ? ",\n    " : "\n    ";
+        json += "{\"tag\": " + JsonString(test.tag) + ", \"description\": " + JsonString(test.description) +
+                ", \"cp\": " + (test.hasCp ? JsonNumber(test.cp) : "null") +
+                ", \"dp\": " + (test.hasDp ? JsonNumber(test.dp) : "null") + "}";
+    }
+    json += tests.empty() ? "]\n" : "\n  ]\n";
+    return json + "}\n";
+}
+
+bool WriteFile(const std::string& path, const std::string& text, const char* command)
+{
+    std::FILE* file = std::fopen(path.c_str(), "wb");
+    bool written = file && std::fwrite(text.data(), 1, text.size(), file) == text.size();
+    if (file && std::fclose(file) != 0) written = false;
+    if (!written) std::fprintf(stderr, "veltra %s: cannot write %s\n", command, path.c_str());
+    return written;
+}
+
+int MakeReport(const Engine& engine, const ReportRequest& request)
+{
+    const std::string& network = request.source.network;
+    const NetworkOutline outline = ReadOutline(network);
+    for (const std::string& state : outline.states)
+        if (state.size() != 1) {
+            std::fprintf(stderr, "veltra %s: the report tells states by one character; %s has state \"%s\"\n",
+                         request.command, network.c_str(), state.c_str());
+            return 1;
+        }
+    Evaluation evaluation(engine, outline.states);
+    if (!JudgeFile(evaluation, request.source.input, request.command, network)) return 1;
+    const EvaluationFigures figures = evaluation.Figures();
+    if (request.print) PrintReport(stdout, figures);
+    if (request.json.empty() && request.html.empty()) return 0;
+    const std::vector<TestFigures> tests = ReadTestFigures(network, outline);
+    if (!request.json.empty() &&
+        !WriteFile(request.json, ReportJson(request.source, figures, tests), request.command))
+        return 1;
+    if (!request.html.empty() &&
+        !WriteFile(request.html, ReportPage(request.source, figures, tests), request.command))
+        return 1;
+    return 0;
+}
+
+}  // namespace veltra::cli
