@@ -29,13 +29,16 @@ bool Load(const Engine& engine, const char* command, const std::string& network)
     return false;
 }
 
-size_t LoadTrained(const Engine& engine, const char* command, const std::string& network)
+bool LoadTrained(const Engine& engine, const char* command, const std::string& network, size_t& states)
 {
-    if (!Load(engine, command, network)) return 0;
+    if (!Load(engine, command, network)) return false;
     NetworkOutline outline = ReadOutline(network);
-    if (outline.probabilities > 0) return std::max<size_t>(outline.states.size(), 1);
-    std::fprintf(stderr, "veltra %s: %s holds no probabilities; train it first\n", command, network.c_str());
-    return 0;
+    if (outline.probabilities == 0) {
+        std::fprintf(stderr, "veltra %s: %s holds no probabilities; train it first\n", command, network.c_str());
+        return false;
+    }
+    states = std::max<size_t>(outline.states.size(), 1);
+    return true;
 }
 
 }  // namespace veltra::cli

@@ -31,9 +31,9 @@ bool SameFile(const std::string& a, const std::string& b);
 bool Load(const Engine& engine, const char* command, const std::string& network);
 
 // Loads a network that can classify; a description without probability lines loads, but cannot
-// ("veltra COMMAND: NETWORK holds no probabilities; train it first"). Returns its number of
-// states, the capacity Analyze's arrays need, or 0 on failure.
-size_t LoadTrained(const Engine& engine, const char* command, const std::string& network);
+// ("veltra COMMAND: NETWORK holds no probabilities; train it first"). Sets `states` to its number
+// of states, the capacity Analyze needs (at least 1).
+bool LoadTrained(const Engine& engine, const char* command, const std::string& network, size_t& states);
 
 }  // namespace veltra::cli
 

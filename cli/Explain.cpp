@@ -50,8 +50,8 @@ int Explain(const std::vector<std::string>& args)
 {
     const std::string& network = args[0];
     Engine engine;
-    const size_t capacity = LoadTrained(engine, "explain", network);
-    if (capacity == 0) return 1;
+    size_t capacity = 0;
+    if (!LoadTrained(engine, "explain", network, capacity)) return 1;
     const NetworkOutline outline = ReadOutline(network);
     size_t tagWidth = 4;
     for (const TestOutline& test : outline.tests) tagWidth = std::max(tagWidth, test.tag.size());

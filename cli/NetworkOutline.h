@@ -1,6 +1,8 @@
 // NetworkOutline: what the command shows or needs of a network description and the API does not
-// tell: hypothesis, states, tests and whether it holds probabilities. The lines are read again
-// here, after the library accepted them: cut at CR and LF, told apart by their prefix.
+// tell: hypothesis, states, tests and whether it holds probabilities. The format belongs to the
+// library's reader (NaiveBayesNet::Load); the lines are read again here only after the library
+// accepted them, cut and told apart as that reader does, and a test holds the two to the same
+// outline on every description the repository keeps.
 #ifndef VELTRA_CLI_NETWORKOUTLINE_H
 #define VELTRA_CLI_NETWORKOUTLINE_H
 

@@ -152,13 +152,13 @@ bool LineDidNotFit(const std::string& input, const std::string& output, const st
 
 std::string Counted(size_t n, const char* noun) { return std::to_string(n) + " " + noun + (n == 1 ? "" : "s"); }
 
-int Train(const std::vector<std::string>& args, const Options&)
+int TrainCommand(const std::vector<std::string>& args, const Options&)
 {
     const std::string &network = args[0], &samples = args[1], &output = args[2];
     // Loading first tells a faulty description apart from a faulty sample file.
     Engine engine;
     if (!Load(engine, "train", network)) return 1;
-    if (::Train(engine.get(), network.c_str(), samples.c_str(), output.c_str()) == 0) return 0;
+    if (Train(engine.get(), network.c_str(), samples.c_str(), output.c_str()) == 0) return 0;
     std::fflush(stdout);
     if (LineDidNotFit(samples, output, network))
         std::fprintf(stderr, "veltra train: %s: training stopped at a line that does not fit %s\n",
@@ -179,13 +179,13 @@ void PrintClassification(const std::string& results, const char* categories, con
     for (int32_t i = 0; i < count; ++i) std::printf("  %c %7.2f %%\n", categories[i], probabilities[i] * 100.0);
 }
 
-int Classify(const std::vector<std::string>& args, const Options& options)
+int ClassifyCommand(const std::vector<std::string>& args, const Options& options)
 {
     const bool tsv = options.tsv;
     const std::string& network = args[0];
     Engine engine;
-    size_t states = LoadTrained(engine, "classify", network);
-    if (states == 0) return 1;
+    size_t states = 0;
+    if (!LoadTrained(engine, "classify", network, states)) return 1;
 
     // Analyze writes one entry per state into arrays of the capacity given in `count`.
     std::vector<char> categories(states);
@@ -262,7 +262,7 @@ bool Overwrites(const char* command, const std::string& written, const std::vect
     return false;
 }
 
-int Evaluate(const std::vector<std::string>& args, const Options& options)
+int EvaluateCommand(const std::vector<std::string>& args, const Options& options)
 {
     const std::string &network = args[0], &input = args[1], &output = args[2];
     // The network is no input of the evaluation, but an evaluation must not replace it either.
@@ -272,7 +272,8 @@ int Evaluate(const std::vector<std::string>& args, const Options& options)
     }
     if (Overwrites("evaluate", options.json, {network, input, output})) return 1;
     Engine engine;
-    if (LoadTrained(engine, "evaluate", network) == 0) return 1;
+    size_t states = 0;
+    if (!LoadTrained(engine, "evaluate", network, states)) return 1;
     if (AnalyzeFile(engine.get(), input.c_str(), output.c_str()) == 0) {
         if (!options.report && options.json.empty()) return 0;
         return MakeReport(engine, {"evaluate", {network, input}, options.report, options.json, ""});
@@ -284,20 +285,21 @@ int Evaluate(const std::vector<std::string>& args, const Options& options)
     return 1;
 }
 
-int Report(const std::vector<std::string>& args, const Options& options)
+int ReportCommand(const std::vector<std::string>& args, const Options& options)
 {
     const std::string &network = args[0], &input = args[1];
     if (Overwrites("report", options.json, {network, input, options.html}) ||
         Overwrites("report", options.html, {network, input}))
         return 1;
     Engine engine;
-    if (LoadTrained(engine, "report", network) == 0) return 1;
+    size_t states = 0;
+    if (!LoadTrained(engine, "report", network, states)) return 1;
     return MakeReport(engine, {"report", {network, input}, true, options.json, options.html});
 }
 
-int Explain(const std::vector<std::string>& args, const Options&) { return veltra::cli::Explain(args); }
+int ExplainCommand(const std::vector<std::string>& args, const Options&) { return veltra::cli::Explain(args); }
 
-int Check(const std::vector<std::string>& args, const Options&)
+int CheckCommand(const std::vector<std::string>& args, const Options&)
 {
     const std::string& network = args[0];
     Engine engine;
@@ -366,12 +368,12 @@ struct Command {
 };
 
 const Command kCommands[] = {
-    {"train", kTrainHelp, 3, 3, "", false, Train},
-    {"classify", kClassifyHelp, 1, SIZE_MAX, "--tsv", true, Classify},
-    {"evaluate", kEvaluateHelp, 3, 3, "--report --json=", false, Evaluate},
-    {"explain", kExplainHelp, 1, SIZE_MAX, "", true, Explain},
-    {"report", kReportHelp, 2, 2, "--html= --json=", false, Report},
-    {"check", kCheckHelp, 1, 1, "", false, Check},
+    {"train", kTrainHelp, 3, 3, "", false, TrainCommand},
+    {"classify", kClassifyHelp, 1, SIZE_MAX, "--tsv", true, ClassifyCommand},
+    {"evaluate", kEvaluateHelp, 3, 3, "--report --json=", false, EvaluateCommand},
+    {"explain", kExplainHelp, 1, SIZE_MAX, "", true, ExplainCommand},
+    {"report", kReportHelp, 2, 2, "--html= --json=", false, ReportCommand},
+    {"check", kCheckHelp, 1, 1, "", false, CheckCommand},
 };
 
 // Whether `arg` is one of the command's options, and whether a file name follows it.

@@ -11,14 +11,7 @@ extern "C" int32_t VeltraCreateAndDestroyFromC(void);  // HeaderIsC.c
 namespace {
 
 using Call = std::function<int32_t()>;
-
-// Runs `call`, which must return `status` and write exactly `err` to standard error.
-void Expect(const std::string& what, int32_t status, const std::string& err, const Call& call)
-{
-    int32_t got = -2;
-    const std::string written = host::CaptureStderr([&] { got = call(); });
-    host::Check(got == status && written == err, what + ": " + std::to_string(got) + " [" + written + "]");
-}
+using host::Expect;
 
 // Analyze of "a.b-c" with a capacity of `count` into four entries preset to '#' and -1; afterwards
 // the count and the entries (category, probability) must read `arrays`.

@@ -3,6 +3,8 @@
 #ifndef VELTRA_TESTS_API_HOSTSUPPORT_H
 #define VELTRA_TESTS_API_HOSTSUPPORT_H
 
+#include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -70,6 +72,16 @@ inline std::string CaptureDescriptor(int fd, const std::function<void()>& action
 }
 
 inline std::string CaptureStderr(const std::function<void()>& action) { return CaptureDescriptor(2, action); }
+
+// Runs an export call, which must return `status` and write exactly `err` to standard error (CR LF
+// read as LF: the Windows library writes text mode).
+inline void Expect(const std::string& what, int32_t status, const std::string& err, const std::function<int32_t()>& call)
+{
+    int32_t got = -2;
+    std::string written = CaptureStderr([&] { got = call(); });
+    written.erase(std::remove(written.begin(), written.end(), '\r'), written.end());
+    Check(got == status && written == err, what + ": " + std::to_string(got) + " [" + written + "]");
+}
 
 }  // namespace host
 

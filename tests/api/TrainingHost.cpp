@@ -18,14 +18,8 @@ std::string Normalised(std::string text)
     return date == std::string::npos ? text : text.erase(date, text.find('\n', date) - date);
 }
 
-// The export call must return `status` and write exactly `err` to standard error.
-#define EXPECT_RUN(status, err, call) Expect(#call, status, err, [&] { return call; })
-void Expect(const char* what, int32_t status, const char* err, const std::function<int32_t()>& call)
-{
-    int32_t got = -2;
-    const std::string text = host::CaptureStderr([&] { got = call(); });
-    host::Check(got == status && Normalised(text) == err, what + (": " + text));
-}
+// The export call, named by its own text, must return `status` and write exactly `err`.
+#define EXPECT_RUN(status, err, call) host::Expect(#call, status, err, [&] { return call; })
 
 void ExpectSameFile(const std::string& written, const std::string& expected)
 {
