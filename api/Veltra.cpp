@@ -22,8 +22,14 @@ int32_t Guard(Body&& body) noexcept
     }
 }
 
-FieldClassifier* ToEngine(BayesianEngineHandle handle) { return reinterpret_cast<FieldClassifier*>(handle); }
-BayesianEngineHandle ToHandle(FieldClassifier* engine) { return reinterpret_cast<BayesianEngineHandle>(engine); }
+FieldClassifier* ToEngine(BayesianEngineHandle handle)
+{
+    return reinterpret_cast<FieldClassifier*>(handle);
+}
+BayesianEngineHandle ToHandle(FieldClassifier* engine)
+{
+    return reinterpret_cast<BayesianEngineHandle>(engine);
+}
 
 }  // namespace
 
@@ -67,8 +73,8 @@ VELTRA_API int32_t VELTRA_CALL InitializeThruParam(BayesianEngineHandle engine, 
     });
 }
 
-VELTRA_API int32_t VELTRA_CALL Train(BayesianEngineHandle engine, const char* networkFile, const char* sampleFile,
-                                     const char* outputFile)
+VELTRA_API int32_t VELTRA_CALL Train(BayesianEngineHandle engine, const char* networkFile,
+                                     const char* sampleFile, const char* outputFile)
 {
     // Deliberately unchecked: null names become empty names, which fail to open.
     return Guard([&] {
@@ -81,10 +87,12 @@ VELTRA_API int32_t VELTRA_CALL Analyze(BayesianEngineHandle engine, const char* 
                                        double* probabilities, int32_t* count)
 {
     if (!engine || !testResults || !categories || !probabilities || !count) return -1;
-    return Guard([&] { return ToEngine(engine)->AnalyzeInto(testResults, categories, probabilities, count); });
+    return Guard(
+        [&] { return ToEngine(engine)->AnalyzeInto(testResults, categories, probabilities, count); });
 }
 
-VELTRA_API int32_t VELTRA_CALL AnalyzeFile(BayesianEngineHandle engine, const char* inputFile, const char* outputFile)
+VELTRA_API int32_t VELTRA_CALL AnalyzeFile(BayesianEngineHandle engine, const char* inputFile,
+                                           const char* outputFile)
 {
     // Deliberately unchecked, like Train.
     return Guard([&] {

@@ -78,8 +78,8 @@ VELTRA_API int32_t VELTRA_CALL Train(BayesianEngineHandle engine, const char* ne
 /* Classifies the test results of one field ("a.b-c": one character per test, "-" for no result,
  * "." ignored). On success *count holds the number of states, categories[i] the first character
  * of the i-th state and probabilities[i] its probability, most probable first. */
-VELTRA_API int32_t VELTRA_CALL Analyze(BayesianEngineHandle engine, const char* testResults,
-                                       char* categories, double* probabilities, int32_t* count);
+VELTRA_API int32_t VELTRA_CALL Analyze(BayesianEngineHandle engine, const char* testResults, char* categories,
+                                       double* probabilities, int32_t* count);
 
 /* Classifies every test line of `inputFile` and writes a copy with a result line after each test
  * line and the accuracy at the end to `outputFile`; the accuracy also goes to standard output. */

@@ -34,11 +34,11 @@
 #include "bench/ResultTable.h"
 
 #if defined(_WIN32)
-#include <io.h>
-#define VELTRA_POSIX(name) _##name
+#  include <io.h>
+#  define VELTRA_POSIX(name) _##name
 #else
-#include <unistd.h>
-#define VELTRA_POSIX(name) name
+#  include <unistd.h>
+#  define VELTRA_POSIX(name) name
 #endif
 
 namespace fs = std::filesystem;

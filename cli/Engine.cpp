@@ -9,7 +9,10 @@
 
 namespace veltra::cli {
 
-bool Readable(const std::string& path) { return std::ifstream(path).is_open(); }
+bool Readable(const std::string& path)
+{
+    return std::ifstream(path).is_open();
+}
 
 bool SameFile(const std::string& a, const std::string& b)
 {
@@ -34,7 +37,8 @@ bool LoadTrained(const Engine& engine, const char* command, const std::string& n
     if (!Load(engine, command, network)) return false;
     NetworkOutline outline = ReadOutline(network);
     if (outline.probabilities == 0) {
-        std::fprintf(stderr, "veltra %s: %s holds no probabilities; train it first\n", command, network.c_str());
+        std::fprintf(stderr, "veltra %s: %s holds no probabilities; train it first\n", command,
+                     network.c_str());
         return false;
     }
     states = std::max<size_t>(outline.states.size(), 1);

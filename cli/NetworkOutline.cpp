@@ -12,7 +12,10 @@ std::string ReadText(const std::string& path)
     return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
 
-bool StartsWith(const std::string& text, const char* prefix) { return text.rfind(prefix, 0) == 0; }
+bool StartsWith(const std::string& text, const char* prefix)
+{
+    return text.rfind(prefix, 0) == 0;
+}
 
 std::string Trim(const std::string& text)
 {
@@ -50,7 +53,8 @@ NetworkOutline ReadOutline(const std::string& path)
         if (line.empty() || line[0] == '#' || StartsWith(line, "PARAMETER")) continue;
         if (line[0] == 'P') {
             ++outline.probabilities;
-            const size_t close = line.find(')'), equals = line.find('=', close == std::string::npos ? 0 : close);
+            const size_t close = line.find(')'),
+                         equals = line.find('=', close == std::string::npos ? 0 : close);
             const double value = equals == std::string::npos ? 0.0 : std::atof(line.c_str() + equals + 1);
             double& smallest = line.find('|') < close ? outline.smallestConditional : outline.smallestPrior;
             if (value > 0.0 && value < smallest) smallest = value;

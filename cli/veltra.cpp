@@ -124,7 +124,10 @@ const char* const kCheckHelp =
     "probabilities underflows to 0 (every state would then get probability 0).\n";
 
 // Only asked after the library failed: it has created or truncated the file if it could.
-bool Writable(const std::string& path) { return std::ofstream(path, std::ios::app).is_open(); }
+bool Writable(const std::string& path)
+{
+    return std::ofstream(path, std::ios::app).is_open();
+}
 
 // Only asked after the library failed a training run or an evaluation: whether the run stopped at
 // a line of INPUT that does not fit the network, rather than at a file the library refused and
@@ -139,7 +142,8 @@ bool LineDidNotFit(const std::string& input, const std::string& output, const st
         return false;
     std::ifstream written(output, std::ios::binary);
     const std::string text((std::istreambuf_iterator<char>(written)), std::istreambuf_iterator<char>());
-    if (text.empty() || text.back() != '\n' || text.find("\n# Trained by BayesianEngine") != std::string::npos)
+    if (text.empty() || text.back() != '\n' ||
+        text.find("\n# Trained by BayesianEngine") != std::string::npos)
         return false;
     std::ifstream in(input, std::ios::binary);
     std::string line;
@@ -150,7 +154,10 @@ bool LineDidNotFit(const std::string& input, const std::string& output, const st
     return true;
 }
 
-std::string Counted(size_t n, const char* noun) { return std::to_string(n) + " " + noun + (n == 1 ? "" : "s"); }
+std::string Counted(size_t n, const char* noun)
+{
+    return std::to_string(n) + " " + noun + (n == 1 ? "" : "s");
+}
 
 int TrainCommand(const std::vector<std::string>& args, const Options&)
 {
@@ -176,7 +183,8 @@ void PrintClassification(const std::string& results, const char* categories, con
         return;
     }
     std::printf("%s\n", results.c_str());
-    for (int32_t i = 0; i < count; ++i) std::printf("  %c %7.2f %%\n", categories[i], probabilities[i] * 100.0);
+    for (int32_t i = 0; i < count; ++i)
+        std::printf("  %c %7.2f %%\n", categories[i], probabilities[i] * 100.0);
 }
 
 int ClassifyCommand(const std::vector<std::string>& args, const Options& options)
@@ -196,20 +204,22 @@ int ClassifyCommand(const std::vector<std::string>& args, const Options& options
         int32_t count = static_cast<int32_t>(states);
         if (Analyze(engine.get(), results.c_str(), categories.data(), probabilities.data(), &count) != 0) {
             std::fflush(stdout);
-            std::fprintf(stderr, "veltra classify: %s\"%s\" does not fit %s\n", where.c_str(), results.c_str(),
-                         network.c_str());
+            std::fprintf(stderr, "veltra classify: %s\"%s\" does not fit %s\n", where.c_str(),
+                         results.c_str(), network.c_str());
             ++failures;
             return;
         }
         if (!tsv && !first) std::printf("\n");
         first = false;
         PrintClassification(results, categories.data(), probabilities.data(), count, tsv);
-        if (count > 0 && std::all_of(probabilities.begin(), probabilities.begin() + count, [](double p) { return p == 0; })) {
+        if (count > 0 && std::all_of(probabilities.begin(), probabilities.begin() + count,
+                                     [](double p) { return p == 0; })) {
             std::fflush(stdout);
-            std::fprintf(stderr,
-                         "veltra classify: warning: %s\"%s\": every probability is 0, the products underflowed "
-                         "(see veltra check)\n",
-                         where.c_str(), results.c_str());
+            std::fprintf(
+                stderr,
+                "veltra classify: warning: %s\"%s\": every probability is 0, the products underflowed "
+                "(see veltra check)\n",
+                where.c_str(), results.c_str());
         }
     };
 
@@ -255,8 +265,8 @@ bool Overwrites(const char* command, const std::string& written, const std::vect
 {
     for (const std::string& other : others)
         if (!written.empty() && (written == other || SameFile(written, other))) {
-            std::fprintf(stderr, "veltra %s: writing %s would overwrite a file the command reads or writes\n", command,
-                         written.c_str());
+            std::fprintf(stderr, "veltra %s: writing %s would overwrite a file the command reads or writes\n",
+                         command, written.c_str());
             return true;
         }
     return false;
@@ -297,7 +307,10 @@ int ReportCommand(const std::vector<std::string>& args, const Options& options)
     return MakeReport(engine, {"report", {network, input}, true, options.json, options.html});
 }
 
-int ExplainCommand(const std::vector<std::string>& args, const Options&) { return veltra::cli::Explain(args); }
+int ExplainCommand(const std::vector<std::string>& args, const Options&)
+{
+    return veltra::cli::Explain(args);
+}
 
 int CheckCommand(const std::vector<std::string>& args, const Options&)
 {
@@ -307,7 +320,8 @@ int CheckCommand(const std::vector<std::string>& args, const Options&)
 
     NetworkOutline outline = ReadOutline(network);
     std::printf("%s: hypothesis %s, %s, %s\n", network.c_str(), outline.hypothesis.c_str(),
-                Counted(outline.states.size(), "state").c_str(), Counted(outline.tests.size(), "test").c_str());
+                Counted(outline.states.size(), "state").c_str(),
+                Counted(outline.tests.size(), "test").c_str());
     std::printf("States: %s\n", Join(outline.states, " ").c_str());
     std::printf("Tests, one result character each, in this order:\n");
     size_t tagWidth = 0, valuesWidth = 0;
@@ -327,18 +341,21 @@ int CheckCommand(const std::vector<std::string>& args, const Options&)
         // Products are plain doubles: a field with enough observed tests of small probability
         // gives 0 for every state. Multiply as the engine does to find after how many.
         int observed = 0;
-        for (double product = outline.smallestPrior; product > 0.0 && outline.smallestConditional < 1.0 && observed <= 100000;
+        for (double product = outline.smallestPrior;
+             product > 0.0 && outline.smallestConditional < 1.0 && observed <= 100000;
              product *= outline.smallestConditional)
             ++observed;
         if (outline.smallestConditional >= 1.0)
             std::printf("Underflow: none; no test probability is below 1\n");
         else
-            std::printf("Underflow: a product of the smallest probabilities (prior %g, test %g) is 0 after %d observed "
-                        "tests; %s\n",
-                        outline.smallestPrior, outline.smallestConditional, observed,
-                        static_cast<size_t>(observed) > outline.tests.size()
-                            ? "this network has fewer tests"
-                            : "fields with that many such results get probability 0 for every state");
+            std::printf(
+                "Underflow: a product of the smallest probabilities (prior %g, test %g) is 0 after %d "
+                "observed "
+                "tests; %s\n",
+                outline.smallestPrior, outline.smallestConditional, observed,
+                static_cast<size_t>(observed) > outline.tests.size()
+                    ? "this network has fewer tests"
+                    : "fields with that many such results get probability 0 for every state");
     }
 
     // Test lines and classification know one character per state and per value.
@@ -455,4 +472,7 @@ int Dispatch(int argc, char** argv)
 
 }  // namespace
 
-int main(int argc, char** argv) { return Finish(Dispatch(argc, argv)); }
+int main(int argc, char** argv)
+{
+    return Finish(Dispatch(argc, argv));
+}

@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "engine/NumberText.h"
-#include "safe/FileChecks.h"
 #include "engine/ProgressCounter.h"
+#include "safe/FileChecks.h"
 
 namespace veltra {
 
@@ -42,8 +42,9 @@ std::string TrainingDate(std::time_t time)
                                           "Jul", "Aug", "Sep", "Oct", "Nov", "Dec"};
     if (local.tm_wday < 0 || local.tm_wday > 6 || local.tm_mon < 0 || local.tm_mon > 11) return "\n";
     char text[64];
-    std::snprintf(text, sizeof text, "%.3s %.3s%3d %.2d:%.2d:%.2d %d\n", kDays[local.tm_wday], kMonths[local.tm_mon],
-                  local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec, 1900 + local.tm_year);
+    std::snprintf(text, sizeof text, "%.3s %.3s%3d %.2d:%.2d:%.2d %d\n", kDays[local.tm_wday],
+                  kMonths[local.tm_mon], local.tm_mday, local.tm_hour, local.tm_min, local.tm_sec,
+                  1900 + local.tm_year);
     return text;
 }
 
@@ -56,7 +57,7 @@ int32_t CountNewlines(std::istream& in, const String& file)
     std::vector<char> buffer(65536);
     int32_t total = 0;
     size_t length = 0;  // of the line so far
-    bool cr = false;     // the line so far ends with CR
+    bool cr = false;    // the line so far ends with CR
     auto tooLong = [&] { VELTRA_RAISE("Line ", total + 1, " of ", file, " is longer than 1023 bytes"); };
     while (in.read(buffer.data(), static_cast<std::streamsize>(buffer.size())) || in.gcount() > 0) {
         const std::streamsize n = in.gcount();
@@ -225,7 +226,8 @@ void BayesianEngine::AddSample(const String& state, const String& results)
 {
     int32_t tests = m_network.GetTestCount();
     if (results.Length() != tests)
-        VELTRA_RAISE("Expected ", tests, " test results but got ", results.Length(), " Results:", results, "\n");
+        VELTRA_RAISE("Expected ", tests, " test results but got ", results.Length(), " Results:", results,
+                     "\n");
     String stateKey = StateKey(state);
     ++m_countTable.Get(stateKey).m_value;
     for (int32_t t = 0; t < tests; ++t) {
@@ -352,7 +354,8 @@ void BayesianEngine::WriteFigures(std::ostream& out, TestFigure kind)
     AutoPtr<DubiousDataList> list(NewObject<DubiousDataList>());
     list->m_deleteItems = true;
     Ptr<Vector<String>> tags = figures.GetKeys();
-    for (int32_t i = 0; i < tags->Size(); ++i) AddDubiousData(*list, (*tags)[i], figures.Get((*tags)[i]).m_value);
+    for (int32_t i = 0; i < tags->Size(); ++i)
+        AddDubiousData(*list, (*tags)[i], figures.Get((*tags)[i]).m_value);
     SortDubiousDataList(*list);
 
     out << (cp ? "#\tCP values:\n#\t-----------\n" : "\n#\tDP values:\n#\t-----------\n");

@@ -93,7 +93,8 @@ private:
     void CopyNetwork(std::istream& network, const String& networkFile, std::ostream& out);
     void AppendFigures(const String& outputFile);
     void SeedCountTable();
-    void ReadSampleFile(std::istream& samples, const String& sampleFile, bool counts, int32_t& sampleListCount);
+    void ReadSampleFile(std::istream& samples, const String& sampleFile, bool counts,
+                        int32_t& sampleListCount);
     void WriteCountTable(std::ostream& out, int32_t sampleListCount) const;
     void WriteProbabilities(std::ostream& out, bool counts);
     void WriteFigures(std::ostream& out, TestFigure kind);

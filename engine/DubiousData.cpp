@@ -16,8 +16,8 @@ void SortDubiousDataList(DubiousDataList& list)
         const String& key = (*keys)[i];
         Ptr<DubiousData> entry = list.Get(key);
         if (key != entry->GetValue())
-            VELTRA_RAISE("In DubiousDataLists, every key must be identical to item's value.\n", "Key:   >", key,
-                         "<\n", "Value: >", entry->GetValue(), "<");
+            VELTRA_RAISE("In DubiousDataLists, every key must be identical to item's value.\n", "Key:   >",
+                         key, "<\n", "Value: >", entry->GetValue(), "<");
         work.Add(entry);
     }
     list.RemoveAll();

@@ -34,10 +34,14 @@ size_t CutFields(const char* text, std::string_view* fields, size_t capacity)
 // True when every byte is white space (the line trims to nothing).
 bool IsBlank(const std::string& text)
 {
-    return std::all_of(text.begin(), text.end(), [](char c) { return std::isspace(static_cast<unsigned char>(c)); });
+    return std::all_of(text.begin(), text.end(),
+                       [](char c) { return std::isspace(static_cast<unsigned char>(c)); });
 }
 
-void Write(std::ostream& out, const std::string& text) { out.write(text.data(), static_cast<std::streamsize>(text.size())); }
+void Write(std::ostream& out, const std::string& text)
+{
+    out.write(text.data(), static_cast<std::streamsize>(text.size()));
+}
 
 }  // namespace
 
@@ -49,7 +53,8 @@ void FieldClassifier::ProcessSampleLine(String line, int32_t* sampleListCount)
         if (CutFields(line.c_str(), fields, 3) != 3) VELTRA_RAISE("Wrong format in line:\n", line);
         m_cleaned.assign(fields[2]);
         m_cleaned.erase(std::remove(m_cleaned.begin(), m_cleaned.end(), '.'), m_cleaned.end());
-        for (char state : fields[1]) CountSample(state, m_cleaned.data(), static_cast<int32_t>(m_cleaned.size()));
+        for (char state : fields[1])
+            CountSample(state, m_cleaned.data(), static_cast<int32_t>(m_cleaned.size()));
         *sampleListCount = 1;
         return;
     }
@@ -84,7 +89,8 @@ bool FieldClassifier::RankFast(const char* results, size_t length)
     for (size_t i = 0; i < states; ++i) {
         const double level = m_levels[i];
         size_t at = i;
-        for (; at > 0 && level > m_levels[static_cast<size_t>(m_ranking[at - 1])]; --at) m_ranking[at] = m_ranking[at - 1];
+        for (; at > 0 && level > m_levels[static_cast<size_t>(m_ranking[at - 1])]; --at)
+            m_ranking[at] = m_ranking[at - 1];
         m_ranking[at] = static_cast<int32_t>(i);
     }
     return true;
@@ -116,7 +122,8 @@ Ptr<DubiousDataList> FieldClassifier::Analyze(String results, bool verbose)
     });
 }
 
-int32_t FieldClassifier::AnalyzeInto(const char* results, char* categories, double* probabilities, int32_t* count)
+int32_t FieldClassifier::AnalyzeInto(const char* results, char* categories, double* probabilities,
+                                     int32_t* count)
 {
     if (!m_network.HasHypothesis()) VELTRA_RAISE("Network has not been initialized yet");
     if (RankFast(results, std::strlen(results))) {
@@ -146,7 +153,8 @@ int32_t FieldClassifier::AnalyzeInto(const char* results, char* categories, doub
     return 0;
 }
 
-bool FieldClassifier::JudgeFast(const std::string_view* fields, std::ostream& out, std::string& text, Tally& tally)
+bool FieldClassifier::JudgeFast(const std::string_view* fields, std::ostream& out, std::string& text,
+                                Tally& tally)
 {
     if (!RankFast(fields[2].data(), fields[2].size())) return false;
     const CompiledNetwork& compiled = *m_network.GetCompiled();

@@ -7,7 +7,9 @@
 namespace veltra {
 
 ProgressCounter::ProgressCounter(int32_t backspaces, int32_t total, bool assemble)
-    : m_erase(static_cast<size_t>(backspaces), '\b'), m_total(total), m_assemble(assemble && WritesPlainNumbers(std::cout))
+    : m_erase(static_cast<size_t>(backspaces), '\b'),
+      m_total(total),
+      m_assemble(assemble && WritesPlainNumbers(std::cout))
 {
     m_suffix = " / ";
     AppendInteger(m_suffix, total);

@@ -42,8 +42,8 @@ void SampleCounters::Build(const NaiveBayesNet& network, HashTable<Long>& countT
                 m_cellOf[static_cast<size_t>(t) * 256 + static_cast<unsigned char>(value[0])] =
                     static_cast<int32_t>(m_valueCounter.size());
             for (const String& state : stateNames)
-                m_valueCounter.push_back(value.Length() == 1 ? Counter(countTable, test.MakeKey(StateKey(state), value))
-                                                             : -1);
+                m_valueCounter.push_back(
+                    value.Length() == 1 ? Counter(countTable, test.MakeKey(StateKey(state), value)) : -1);
         }
         for (const String& state : stateNames)
             m_observedCounter.push_back(Counter(countTable, ObservedKey(StateKey(state), test.GetTag())));

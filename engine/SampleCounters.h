@@ -35,14 +35,14 @@ private:
     bool m_counting = false;
     int32_t m_tests = 0;
     int32_t m_states = 0;
-    std::vector<int32_t> m_stateOf;        // character: state number or -1
-    std::vector<int32_t> m_stateCounter;   // state: counter
+    std::vector<int32_t> m_stateOf;          // character: state number or -1
+    std::vector<int32_t> m_stateCounter;     // state: counter
     std::vector<int32_t> m_cellOf;           // test * 256 + character: the value's first cell or -1
     std::vector<int32_t> m_valueCounter;     // a value's first cell + state: counter or -1
     std::vector<int32_t> m_observedCounter;  // test * states + state: counter or -1
     std::vector<int32_t> m_cells;            // Add's scratch: the cell of every test, -1 for "-"
     std::vector<int32_t> m_counts;
-    std::vector<int32_t*> m_entries;       // counter: the count table entry it stands for
+    std::vector<int32_t*> m_entries;  // counter: the count table entry it stands for
 };
 
 }  // namespace veltra

@@ -41,7 +41,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 
     BayesianEngineHandle engine = nullptr;
     if (CreateBayesianEngine(&engine) != 0 || !engine) Fail("CreateBayesianEngine failed");
-    CheckStatus("InitializeThruParam", Capture([&] { return InitializeThruParam(engine, network.c_str()); }), input);
+    CheckStatus("InitializeThruParam", Capture([&] { return InitializeThruParam(engine, network.c_str()); }),
+                input);
     const Outcome run = Capture([&] { return AnalyzeFile(engine, inputPath.c_str(), outputPath.c_str()); });
     CheckStatus("AnalyzeFile", run, input);
     if (Scratch::Read(inputPath) != file) Fail("AnalyzeFile changed its input file");

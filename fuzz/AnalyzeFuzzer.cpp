@@ -59,14 +59,16 @@ void CheckRanking(const Answer& a, bool impossible)
     for (int32_t i = 0; i < a.count; ++i) {
         const double p = a.probabilities[static_cast<size_t>(i)];
         if (!(p >= 0.0 && p <= 1.0)) Fail("Analyze: probability outside [0, 1]");
-        if (i > 0 && p > a.probabilities[static_cast<size_t>(i) - 1]) Fail("Analyze: not most probable first");
+        if (i > 0 && p > a.probabilities[static_cast<size_t>(i) - 1])
+            Fail("Analyze: not most probable first");
         seen += a.categories[static_cast<size_t>(i)];
         sum += p;
     }
     if (!(seen.find('a') != std::string::npos && seen.find('b') != std::string::npos &&
           seen.find('c') != std::string::npos))
         Fail("Analyze: every state once expected, got " + seen);
-    if (impossible ? sum != 0.0 : std::fabs(sum - 1.0) > 1e-9) Fail("Analyze: probabilities sum to " + std::to_string(sum));
+    if (impossible ? sum != 0.0 : std::fabs(sum - 1.0) > 1e-9)
+        Fail("Analyze: probabilities sum to " + std::to_string(sum));
 }
 
 }  // namespace

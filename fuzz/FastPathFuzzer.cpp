@@ -4,6 +4,8 @@
 // engines; any other piece is the test results of one field, classified through the host's entry
 // point, then asked state by state with verbose output (which shows what the caches hold), and
 // at the end all fields again as one batch file.
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -12,8 +14,6 @@
 #include <sstream>
 #include <string>
 #include <vector>
-
-#include <unistd.h>
 
 #include "engine/FieldClassifier.h"
 #include "fuzz/FuzzSupport.h"
@@ -27,7 +27,10 @@ struct Trace {
     std::string answer;
     std::string failure;
     std::string printed;
-    bool operator==(const Trace& o) const { return answer == o.answer && failure == o.failure && printed == o.printed; }
+    bool operator==(const Trace& o) const
+    {
+        return answer == o.answer && failure == o.failure && printed == o.printed;
+    }
 };
 
 template <class Call>
@@ -91,7 +94,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         if (!keyed.GetNetwork().HasHypothesis()) continue;
         AutoPtr<Vector<String>> stateKeys(keyed.GetNetwork().GetHypothesisKeys());
         for (int32_t s = 0; s < stateKeys->Size(); ++s)
-            twins([&](FieldClassifier& e) { return Bits(e.GetNetwork().GetConfLevel((*stateKeys)[s], results, true)); });
+            twins([&](FieldClassifier& e) {
+                return Bits(e.GetNetwork().GetConfLevel((*stateKeys)[s], results, true));
+            });
     }
     const std::filesystem::path dir = std::filesystem::temp_directory_path();
     const std::string prefix = "veltra-fastpath-fuzz-" + std::to_string(getpid());

@@ -87,7 +87,10 @@ struct Answer {
     static constexpr char kUnsetCategory = '\x7f';
     static constexpr double kUnsetProbability = -7.25;
 
-    bool Unset(size_t i) const { return categories[i] == kUnsetCategory && Same(probabilities[i], kUnsetProbability); }
+    bool Unset(size_t i) const
+    {
+        return categories[i] == kUnsetCategory && Same(probabilities[i], kUnsetProbability);
+    }
     static bool Same(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
     // Equal status, message, count and entries, every probability to the bit.
     bool operator==(const Answer& o) const

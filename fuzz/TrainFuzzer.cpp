@@ -71,14 +71,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     BayesianEngineHandle engine = nullptr, fresh = nullptr;
     if (CreateBayesianEngine(&engine) != 0 || !engine || CreateBayesianEngine(&fresh) != 0 || !fresh)
         Fail("CreateBayesianEngine failed");
-    const Outcome run = Capture([&] {
-        return Train(engine, networkPath.c_str(), samplesPath.c_str(), trainedPath.c_str());
-    });
+    const Outcome run =
+        Capture([&] { return Train(engine, networkPath.c_str(), samplesPath.c_str(), trainedPath.c_str()); });
     CheckStatus("Train", run, input);
     if (Scratch::Read(networkPath) != network) Fail("Train changed the network file");
     if (Scratch::Read(samplesPath) != samples) Fail("Train changed the sample file");
     if (run.status == 0) {
-        if (run.out.find("\nTotal sample count: ") == std::string::npos) Fail("Train: no totals on standard output");
+        if (run.out.find("\nTotal sample count: ") == std::string::npos)
+            Fail("Train: no totals on standard output");
         const Outcome reload = Capture([&] { return InitializeThruFile(fresh, trainedPath.c_str()); });
         if (reload.status != 0) Fail("a trained file does not load: " + reload.err);
         for (const std::string& field : fields)

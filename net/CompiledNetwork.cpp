@@ -54,7 +54,8 @@ void CompiledNetwork::BuildRows(const NaiveBayesNet& network)
         for (int32_t i = 0; i < keys->Size(); ++i) {
             const std::string& key = (*keys)[i].str();
             const size_t at = tag.size();
-            if (key.size() < at + 3 || key.compare(0, at, tag) != 0 || key[at] != '=' || key[at + 2] != '|') continue;
+            if (key.size() < at + 3 || key.compare(0, at, tag) != 0 || key[at] != '=' || key[at + 2] != '|')
+                continue;
             auto state = stateOf.find(std::string_view(key).substr(at + 3));
             if (state == stateOf.end()) continue;
             const unsigned char c = static_cast<unsigned char>(key[at + 1]);

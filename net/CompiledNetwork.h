@@ -43,7 +43,10 @@ public:
     double Prior(int32_t state) const { return m_priors[static_cast<size_t>(state)]; }
     // The probabilities of result character c of test t for every state, in state order, or null.
     // Rows are Stride() wide: the state count rounded up to even, padded with 1.
-    const double* Row(int32_t test, unsigned char c) const { return m_rowOf[static_cast<size_t>(test) * 256 + c]; }
+    const double* Row(int32_t test, unsigned char c) const
+    {
+        return m_rowOf[static_cast<size_t>(test) * 256 + c];
+    }
     size_t Stride() const { return m_stride; }
     // Power of the key hash over a results text of TestCount() characters.
     uint64_t ResultsPower() const { return m_resultsPower; }
@@ -58,8 +61,8 @@ private:
     std::vector<std::string> m_stateKeys;
     std::vector<uint64_t> m_stateKeyHashes;
     std::vector<double> m_priors;
-    std::vector<double> m_rows;             // row number * stride + state
-    std::vector<const double*> m_rowOf;     // test * 256 + character: its row or null
+    std::vector<double> m_rows;          // row number * stride + state
+    std::vector<const double*> m_rowOf;  // test * 256 + character: its row or null
     size_t m_stride = 0;
     uint64_t m_resultsPower = 1;
 };

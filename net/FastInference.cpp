@@ -5,7 +5,7 @@
 #include <utility>
 
 #if defined(__SSE2__)
-#include <emmintrin.h>
+#  include <emmintrin.h>
 #endif
 
 namespace veltra {
@@ -23,7 +23,7 @@ void MultiplyRows(double* products, const double* const* rows, size_t rowCount, 
     for (size_t i = 0; i < Pairs; ++i) product[i] = _mm_loadu_pd(products + first + 2 * i);
     for (size_t r = 0; r < rowCount; ++r) {
         const double* cells = rows[r] + first;
-#pragma GCC unroll 16
+#  pragma GCC unroll 16
         for (size_t i = 0; i < Pairs; ++i) product[i] = _mm_mul_pd(product[i], _mm_loadu_pd(cells + 2 * i));
     }
     for (size_t i = 0; i < Pairs; ++i) _mm_storeu_pd(products + first + 2 * i, product[i]);
@@ -41,7 +41,8 @@ constexpr std::array<RowKernel, sizeof...(Pairs)> MakeRowKernels(std::index_sequ
 {
     return {{&MultiplyRows<Pairs + 1>...}};
 }
-constexpr std::array<RowKernel, kMostPairs> kRowKernels = MakeRowKernels(std::make_index_sequence<kMostPairs>());
+constexpr std::array<RowKernel, kMostPairs> kRowKernels =
+    MakeRowKernels(std::make_index_sequence<kMostPairs>());
 
 }  // namespace
 
@@ -61,7 +62,8 @@ bool FastInference::Begin(const CompiledNetwork& network, const char* results, i
 InferenceCache::Key FastInference::KeyOf(int32_t state) const
 {
     const std::string& stateKey = m_network->StateKey(state);
-    uint64_t hash = InferenceCache::Join(m_network->StateKeyHash(state), m_network->ResultsPower(), m_resultsHash);
+    uint64_t hash =
+        InferenceCache::Join(m_network->StateKeyHash(state), m_network->ResultsPower(), m_resultsHash);
     return {stateKey.data(), stateKey.size(), m_results, static_cast<size_t>(m_length), hash};
 }
 
@@ -200,7 +202,8 @@ int32_t FastInference::FindKnownField() const
         if (known < 0) return -1;
         const KnownField& field = m_known[static_cast<size_t>(known)];
         if (field.hash == m_resultsHash &&
-            std::equal(m_results, m_results + m_length, m_knownTexts.begin() + static_cast<std::ptrdiff_t>(field.textStart)))
+            std::equal(m_results, m_results + m_length,
+                       m_knownTexts.begin() + static_cast<std::ptrdiff_t>(field.textStart)))
             return known;
     }
 }

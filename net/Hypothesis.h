@@ -42,7 +42,6 @@ private:
     HashTable<Double> m_probabilities;
 };
 
-
 }  // namespace veltra
 
 #endif  // VELTRA_NET_HYPOTHESIS_H

@@ -89,7 +89,8 @@ void InferenceCache::Add(const Key& key, double value)
         for (size_t i = 0; i < m_entries.size(); ++i) Place(static_cast<int32_t>(i));
     }
     const size_t length = key.stateKeyLength + key.resultsLength;
-    if (m_texts.size() < m_textsUsed + length) m_texts.resize(std::max(2 * m_texts.size(), m_textsUsed + length));
+    if (m_texts.size() < m_textsUsed + length)
+        m_texts.resize(std::max(2 * m_texts.size(), m_textsUsed + length));
     char* text = m_texts.data() + m_textsUsed;
     std::memcpy(text, key.stateKey, key.stateKeyLength);
     std::memcpy(text + key.stateKeyLength, key.results, key.resultsLength);

@@ -35,7 +35,10 @@ public:
     // hash of a joined text follows from its parts: Join(Hash(a), Power(|b|), Hash(b)) == Hash(a + b).
     static uint64_t Hash(const char* text, size_t length);
     static uint64_t Power(size_t length);
-    static uint64_t Join(uint64_t first, uint64_t secondPower, uint64_t second) { return first * secondPower + second; }
+    static uint64_t Join(uint64_t first, uint64_t secondPower, uint64_t second)
+    {
+        return first * secondPower + second;
+    }
     static Key MakeKey(const std::string& stateKey, const std::string& results);
 
     InferenceCache();
@@ -61,7 +64,7 @@ private:
     void Place(int32_t entry);
 
     std::vector<Entry> m_entries;
-    std::vector<char> m_texts;     // every key text, one after another, in m_texts[0, m_textsUsed)
+    std::vector<char> m_texts;  // every key text, one after another, in m_texts[0, m_textsUsed)
     size_t m_textsUsed = 0;
     std::vector<int32_t> m_slots;  // open addressing: entry index or -1; at most half full
 };

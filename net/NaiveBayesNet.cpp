@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <string_view>
 #include <iostream>
+#include <string_view>
 
 namespace veltra {
 
@@ -48,7 +48,10 @@ void NaiveBayesNet::DeleteNodes()
     m_replacedHypotheses.DeleteAll();
 }
 
-String NaiveBayesNet::GetTag(const String& key) const { return TagOfKey(key); }
+String NaiveBayesNet::GetTag(const String& key) const
+{
+    return TagOfKey(key);
+}
 
 double NaiveBayesNet::GetProbability(const String& key) const
 {
@@ -128,7 +131,8 @@ void NaiveBayesNet::ReadProbabilityLine(const String& line)
         if (c != ' ' && c != '\t' && c != '\r' && c != '\n') compact += c;
     const char* tokens[3];
     size_t lengths[3], count = 0;
-    for (const char* p = compact.c_str() + std::strspn(compact.c_str(), "()"); *p && count < 3; p += std::strspn(p, "()")) {
+    for (const char* p = compact.c_str() + std::strspn(compact.c_str(), "()"); *p && count < 3;
+         p += std::strspn(p, "()")) {
         tokens[count] = p;
         lengths[count] = std::strcspn(p, "()");
         p += lengths[count++];
@@ -186,8 +190,9 @@ void NaiveBayesNet::Validate() const
 
 Ptr<Vector<String>> NaiveBayesNet::GetHypothesisKeys() const
 {
-    return FillOrDelete(NewObject<Vector<String>>(),
-                        [&](Vector<String>& keys) { m_hypothesis->GetStateKeys(Ptr<Vector<String>>(&keys)); });
+    return FillOrDelete(NewObject<Vector<String>>(), [&](Vector<String>& keys) {
+        m_hypothesis->GetStateKeys(Ptr<Vector<String>>(&keys));
+    });
 }
 
 Ptr<Vector<String>> NaiveBayesNet::GetConditionalKeys() const
@@ -211,7 +216,9 @@ double NaiveBayesNet::Product(const String& stateKey, const String& results, boo
         String key = GetTest(i).MakeKey(stateKey, String(result));
         double p = GetProbability(key);
         product *= p;
-        if (verbose) std::cout << "P(" << key << ") = " << p << "\t" << "product = " << product << std::endl;
+        if (verbose)
+            std::cout << "P(" << key << ") = " << p << "\t"
+                      << "product = " << product << std::endl;
     }
     if (verbose) std::cout << "product = " << product << std::endl;
 
@@ -245,7 +252,8 @@ double NaiveBayesNet::GetConfLevel(const String& stateKey, const String& results
         for (int32_t s = 0; s < compiled->StateCount(); ++s) {
             if (compiled->StateKey(s) != stateKey.str()) continue;
             double level;
-            if (m_fast.Begin(*compiled, results.c_str(), results.Length()) && m_fast.OneLevel(s, level)) return level;
+            if (m_fast.Begin(*compiled, results.c_str(), results.Length()) && m_fast.OneLevel(s, level))
+                return level;
             break;
         }
     }
@@ -255,8 +263,8 @@ double NaiveBayesNet::GetConfLevel(const String& stateKey, const String& results
 double NaiveBayesNet::KeyedConfLevel(const String& stateKey, const String& results, bool verbose)
 {
     if (results.Length() != m_tests.Size())
-        VELTRA_RAISE("Expected ", m_tests.Size(), " test results but got ", results.Length(), ". Test results:\n",
-                     results);
+        VELTRA_RAISE("Expected ", m_tests.Size(), " test results but got ", results.Length(),
+                     ". Test results:\n", results);
     if (!stateKey.StartsWith("H=")) VELTRA_RAISE("Hypothesis must start with H=");
 
     double conf = 0.0;
@@ -338,7 +346,8 @@ void NaiveBayesNet::GetFigures(HashTable<Double>& figures, bool verbose, TestFig
             for (int32_t i = 0; i < inner; ++i) {
                 results[t] = CheckedValue(test, cp ? o : i)[0];
                 const String& stateKey = (*stateKeys)[cp ? i : o];
-                levels.Add(stateKey + "|" + results, Double(GetConfLevel(stateKey, results, verbose) * 100.0));
+                levels.Add(stateKey + "|" + results,
+                           Double(GetConfLevel(stateKey, results, verbose) * 100.0));
             }
             int32_t diff = GetMaxDiff(levels, verbose);
             if (diff > figure) figure = diff;

@@ -17,22 +17,43 @@
 
 namespace veltra {
 
-inline String StateKey(const String& state) { return "H=" + state; }
+inline String StateKey(const String& state)
+{
+    return "H=" + state;
+}
 inline String ConditionalKey(const String& tag, const String& value, const String& stateKey)
 {
     return tag + "=" + value + "|" + stateKey;
 }
-inline String ObservedKey(const String& stateKey, const String& tag) { return stateKey + "," + tag + "!=" + "-"; }
+inline String ObservedKey(const String& stateKey, const String& tag)
+{
+    return stateKey + "," + tag + "!=" + "-";
+}
 
-inline bool IsConditionalKey(const String& key) { return key.Contains("|"); }
+inline bool IsConditionalKey(const String& key)
+{
+    return key.Contains("|");
+}
 // The tag: the text left of the first "=".
-inline String TagOfKey(const String& key) { return key.BeforeFirst("="); }
+inline String TagOfKey(const String& key)
+{
+    return key.BeforeFirst("=");
+}
 // A conditional key's state key: the text after its first "|".
-inline String StateKeyOfKey(const String& conditionalKey) { return conditionalKey.AfterFirst("|"); }
+inline String StateKeyOfKey(const String& conditionalKey)
+{
+    return conditionalKey.AfterFirst("|");
+}
 // A state key's state: the text after its first "=".
-inline String StateOfStateKey(const String& stateKey) { return stateKey.AfterFirst("="); }
+inline String StateOfStateKey(const String& stateKey)
+{
+    return stateKey.AfterFirst("=");
+}
 // A conditional key's state as the probability floor groups keys: the text after its first "|H=".
-inline String StateOfConditionalKey(const String& conditionalKey) { return conditionalKey.AfterFirst("|H="); }
+inline String StateOfConditionalKey(const String& conditionalKey)
+{
+    return conditionalKey.AfterFirst("|H=");
+}
 
 }  // namespace veltra
 

@@ -14,7 +14,10 @@ void CheckProbabilityRange(double probability);
 void StoreProbability(HashTable<Double>& table, const String& key, double probability);
 // The sum of a distribution is 1 within 0.0001, both bounds included: written probabilities carry
 // six decimals.
-inline bool SumsToOne(double sum) { return sum >= 0.9999 && sum <= 1.0001; }
+inline bool SumsToOne(double sum)
+{
+    return sum >= 0.9999 && sum <= 1.0001;
+}
 
 }  // namespace veltra
 

@@ -154,7 +154,8 @@ public:
     ~AutoPtr() override
     {
         CleanUpOrReportTrap("Exception in AutoPtr dtor!", [this] {
-            if (m_owner && this->m_proxy && this->m_proxy->IsAlive()) delete static_cast<T*>(this->m_proxy->m_object);
+            if (m_owner && this->m_proxy && this->m_proxy->IsAlive())
+                delete static_cast<T*>(this->m_proxy->m_object);
         });
     }
 
@@ -200,9 +201,11 @@ Ptr<T> FillOrDelete(T* object, Fill&& fill)
 }
 
 template <class T>
-struct IsPtr : std::false_type {};
+struct IsPtr : std::false_type {
+};
 template <class T>
-struct IsPtr<Ptr<T>> : std::true_type {};
+struct IsPtr<Ptr<T>> : std::true_type {
+};
 
 // Deletes the object an item Ptr refers to, if it is still alive (used by the delete-all
 // operations of the containers). Other Ptrs to it then see a deleted object.

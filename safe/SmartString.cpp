@@ -15,7 +15,10 @@ namespace veltra {
 
 namespace {
 
-bool IsSpace(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
+bool IsSpace(char c)
+{
+    return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
 
 }  // namespace
 
@@ -64,7 +67,8 @@ String String::SubString(int32_t start, int32_t count) const
 String String::Left(int32_t count) const
 {
     if (count > Length())
-        VELTRA_RAISE("Insufficient string length for Left operation. String: ", m_text, " requested count: ", count);
+        VELTRA_RAISE("Insufficient string length for Left operation. String: ", m_text,
+                     " requested count: ", count);
     // A negative count, taken as an unsigned length, keeps the whole text.
     return String(m_text.substr(0, static_cast<size_t>(count)));
 }
@@ -72,7 +76,8 @@ String String::Left(int32_t count) const
 String String::Right(int32_t count) const
 {
     if (count > Length())
-        VELTRA_RAISE("Insufficient string length for Right operation. String: ", m_text, " requested count: ", count);
+        VELTRA_RAISE("Insufficient string length for Right operation. String: ", m_text,
+                     " requested count: ", count);
     if (count < 0) return String();
     return String(m_text.substr(m_text.size() - static_cast<size_t>(count)));
 }
@@ -102,7 +107,8 @@ String String::Replace(const String& from, const String& to) const
     if (from.m_text.empty()) return *this;
     std::string result;
     size_t start = 0;
-    for (size_t pos = m_text.find(from.m_text); pos != std::string::npos; pos = m_text.find(from.m_text, start)) {
+    for (size_t pos = m_text.find(from.m_text); pos != std::string::npos;
+         pos = m_text.find(from.m_text, start)) {
         result.append(m_text, start, pos - start);
         result += to.m_text;
         start = pos + from.m_text.size();
@@ -162,7 +168,10 @@ void String::Format(const char* format, ...)
     m_text = buffer.data();
 }
 
-void String::ReadLine(std::istream& stream, String& line) { ReadLine(stream, line, String(), 0); }
+void String::ReadLine(std::istream& stream, String& line)
+{
+    ReadLine(stream, line, String(), 0);
+}
 
 void String::ReadLine(std::istream& stream, String& line, const String& file, int32_t number)
 {

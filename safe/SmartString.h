@@ -22,7 +22,7 @@ class String : public SmartObject {
 public:
     String() = default;
     String(const char* text) : m_text(text ? text : "") {}  // NOLINT: implicit like a literal
-    String(const std::string& text) : m_text(text) {}        // NOLINT
+    String(const std::string& text) : m_text(text) {}       // NOLINT
     String(const String& other) = default;
     // Moving takes the text and leaves the source empty; like a copy, the new String has its
     // own (no) proxy. Containers of Strings grow without copying every text.
@@ -102,13 +102,31 @@ public:
     // The same, appended to `target` without clearing it.
     void GetTokens(Vector<String>& target, const String& delimiters, bool skipEmpty) const;
 
-    bool operator==(const String& o) const { return m_text == o.m_text; }
-    bool operator!=(const String& o) const { return m_text != o.m_text; }
-    bool operator<(const String& o) const { return m_text < o.m_text; }
+    bool operator==(const String& o) const
+    {
+        return m_text == o.m_text;
+    }
+    bool operator!=(const String& o) const
+    {
+        return m_text != o.m_text;
+    }
+    bool operator<(const String& o) const
+    {
+        return m_text < o.m_text;
+    }
 
-    String operator+(const String& o) const { return String(m_text + o.m_text); }
-    String operator+(const char* o) const { return String(m_text + (o ? o : "")); }
-    String operator+(char c) const { return String(m_text + c); }
+    String operator+(const String& o) const
+    {
+        return String(m_text + o.m_text);
+    }
+    String operator+(const char* o) const
+    {
+        return String(m_text + (o ? o : ""));
+    }
+    String operator+(char c) const
+    {
+        return String(m_text + c);
+    }
     String& operator+=(const String& o)
     {
         m_text += o.m_text;
@@ -119,9 +137,18 @@ private:
     std::string m_text;
 };
 
-inline String operator+(const char* a, const String& b) { return String(std::string(a ? a : "") + b.str()); }
-inline std::ostream& operator<<(std::ostream& out, const String& s) { return out << s.str(); }
-inline std::string MessagePiece(const String& s) { return s.str(); }
+inline String operator+(const char* a, const String& b)
+{
+    return String(std::string(a ? a : "") + b.str());
+}
+inline std::ostream& operator<<(std::ostream& out, const String& s)
+{
+    return out << s.str();
+}
+inline std::string MessagePiece(const String& s)
+{
+    return s.str();
+}
 
 }  // namespace veltra
 

@@ -30,17 +30,32 @@ private:
 };
 
 // Pieces of a message: the text a piece contributes to the exception's message.
-inline std::string MessagePiece(const char* text) { return text ? std::string(text) : std::string(); }
-inline std::string MessagePiece(const std::string& text) { return text; }
-inline std::string MessagePiece(char c) { return std::string(1, c); }
-std::string MessagePiece(int32_t value);   // "%d"
-std::string MessagePiece(int64_t value);   // "%ld" of a value that fits 64 bits
-std::string MessagePiece(double value);    // "%lf"
+inline std::string MessagePiece(const char* text)
+{
+    return text ? std::string(text) : std::string();
+}
+inline std::string MessagePiece(const std::string& text)
+{
+    return text;
+}
+inline std::string MessagePiece(char c)
+{
+    return std::string(1, c);
+}
+std::string MessagePiece(int32_t value);  // "%d"
+std::string MessagePiece(int64_t value);  // "%ld" of a value that fits 64 bits
+std::string MessagePiece(double value);   // "%lf"
 
 // Pieces as written to standard error; doubles take the stream's default format there.
 template <class P>
-void WritePiece(std::ostream& out, const P& piece) { out << piece; }
-inline void WritePiece(std::ostream& out, const char* text) { out << (text ? text : ""); }
+void WritePiece(std::ostream& out, const P& piece)
+{
+    out << piece;
+}
+inline void WritePiece(std::ostream& out, const char* text)
+{
+    out << (text ? text : "");
+}
 
 // Writes the pieces and an end of line to standard error, then throws a TrapException whose
 // message is the same pieces. Use through VELTRA_RAISE so that the location is filled in.

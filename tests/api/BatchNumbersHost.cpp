@@ -18,14 +18,19 @@ int main()
     std::ostringstream network;
     network.precision(17);
     network << "H = Kind \"A,B,C,D,E,F,G,I\"\n";
-    for (int s = 0; s < states; ++s) network << "P(H=" << "ABCDEFGI"[s] << ") = 0.125\n";
+    for (int s = 0; s < states; ++s)
+        network << "P(H="
+                << "ABCDEFGI"[s] << ") = 0.125\n";
     for (int t = 0; t < tests; ++t) {
         network << "T" << t << " = test \"a,b,c,d\"\n";
         for (int s = 0; s < states; ++s) {
             double weights[4], sum = 0;
-            for (double& w : weights) sum += (w = random() % 4 == 0 ? 0.0005 : static_cast<double>(1 + random() % 100));
+            for (double& w : weights)
+                sum += (w = random() % 4 == 0 ? 0.0005 : static_cast<double>(1 + random() % 100));
             for (int v = 0; v < 4; ++v)
-                network << "P(T" << t << "=" << "abcd"[v] << "|H=" << "ABCDEFGI"[s] << ") = " << weights[v] / sum << "\n";
+                network << "P(T" << t << "="
+                        << "abcd"[v] << "|H="
+                        << "ABCDEFGI"[s] << ") = " << weights[v] / sum << "\n";
         }
     }
     BayesianEngineHandle engine = nullptr;
@@ -39,7 +44,8 @@ int main()
         char categories[states];
         double probabilities[states];
         int32_t count = states;
-        host::Check(Analyze(engine, results.c_str(), categories, probabilities, &count) == 0, "analyze " + results);
+        host::Check(Analyze(engine, results.c_str(), categories, probabilities, &count) == 0,
+                    "analyze " + results);
         input += ";TESTS\tA\t" + results + "\n";
         expected += categories[0] == 'A' ? ";OK\t" : ";ERROR\t";
         for (int i = 0; i < count; ++i) {
@@ -61,7 +67,8 @@ int main()
     std::FILE* file = std::fopen(in.c_str(), "wb");
     std::fwrite(input.data(), 1, input.size(), file);
     std::fclose(file);
-    host::CaptureDescriptor(1, [&] { host::Check(AnalyzeFile(engine, in.c_str(), out.c_str()) == 0, "evaluate"); });
+    host::CaptureDescriptor(
+        1, [&] { host::Check(AnalyzeFile(engine, in.c_str(), out.c_str()) == 0, "evaluate"); });
 
     // Every other line of the output is a result line; compare them one by one.
     std::istringstream written(host::ReadFile(out)), wanted(expected);
@@ -70,7 +77,8 @@ int main()
     for (int f = 0; f < fields && std::getline(written, line) && std::getline(written, line); ++f) {
         if (!line.empty() && line.back() == '\r') line.pop_back();
         std::getline(wanted, want);
-        if (line != want && ++mismatches <= 5) host::Check(false, "result line\n  got:  " + line + "\n  want: " + want);
+        if (line != want && ++mismatches <= 5)
+            host::Check(false, "result line\n  got:  " + line + "\n  want: " + want);
     }
     host::Check(mismatches == 0, std::to_string(mismatches) + " result lines differ");
     DestroyBayesianEngine(&engine);

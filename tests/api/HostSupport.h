@@ -14,11 +14,11 @@
 #include <string>
 
 #if defined(_WIN32)
-#include <io.h>
-#define VELTRA_POSIX(name) _##name
+#  include <io.h>
+#  define VELTRA_POSIX(name) _##name
 #else
-#include <unistd.h>
-#define VELTRA_POSIX(name) name
+#  include <unistd.h>
+#  define VELTRA_POSIX(name) name
 #endif
 
 namespace host {
@@ -46,8 +46,9 @@ inline std::string ReadFile(const std::filesystem::path& path)
 inline std::string CaptureDescriptor(int fd, const std::function<void()>& action)
 {
     // A file of its own for every capture, so that captures may nest.
-    static const std::string base =
-        (std::filesystem::temp_directory_path() / ("veltra-capture-" + std::to_string(std::random_device()()))).string();
+    static const std::string base = (std::filesystem::temp_directory_path() /
+                                     ("veltra-capture-" + std::to_string(std::random_device()())))
+                                        .string();
     static int captures = 0;
     const std::string path = base + "-" + std::to_string(++captures) + ".txt";
     std::fflush(stdout);
@@ -71,11 +72,15 @@ inline std::string CaptureDescriptor(int fd, const std::function<void()>& action
     return text;
 }
 
-inline std::string CaptureStderr(const std::function<void()>& action) { return CaptureDescriptor(2, action); }
+inline std::string CaptureStderr(const std::function<void()>& action)
+{
+    return CaptureDescriptor(2, action);
+}
 
 // Runs an export call, which must return `status` and write exactly `err` to standard error (CR LF
 // read as LF: the Windows library writes text mode).
-inline void Expect(const std::string& what, int32_t status, const std::string& err, const std::function<int32_t()>& call)
+inline void Expect(const std::string& what, int32_t status, const std::string& err,
+                   const std::function<int32_t()>& call)
 {
     int32_t got = -2;
     std::string written = CaptureStderr([&] { got = call(); });

@@ -22,7 +22,10 @@ struct Job {
     std::string answers;
     std::string trained;
     std::string evaluated;
-    bool operator==(const Job& o) const { return answers == o.answers && trained == o.trained && evaluated == o.evaluated; }
+    bool operator==(const Job& o) const
+    {
+        return answers == o.answers && trained == o.trained && evaluated == o.evaluated;
+    }
 };
 
 // Every result string over `values` (one string of choices per test), and `extra` ones.
@@ -39,7 +42,10 @@ std::vector<std::string> Fields(const std::vector<std::string>& values, const st
     return fields;
 }
 
-void Append(std::string& bytes, const void* data, size_t size) { bytes.append(static_cast<const char*>(data), size); }
+void Append(std::string& bytes, const void* data, size_t size)
+{
+    bytes.append(static_cast<const char*>(data), size);
+}
 
 void Classify(BayesianEngineHandle engine, const std::vector<std::string>& fields, std::string& answers)
 {
@@ -74,8 +80,8 @@ Job RunJob(const std::string& data, const std::string& out)
     if (!engine) return job;
     status[1] = InitializeThruFile(engine, (data + "/three-states.net").c_str());
     Classify(engine, before, job.answers);
-    status[2] = Train(engine, (data + "/training/network.txt").c_str(), (data + "/training/samples.txt").c_str(),
-                      (out + ".net").c_str());
+    status[2] = Train(engine, (data + "/training/network.txt").c_str(),
+                      (data + "/training/samples.txt").c_str(), (out + ".net").c_str());
     Classify(engine, after, job.answers);
     status[3] = AnalyzeFile(engine, (data + "/batch/input.txt").c_str(), (out + ".txt").c_str());
     status[4] = DestroyBayesianEngine(&engine);
@@ -106,7 +112,8 @@ int main(int argc, char** argv)
             for (int t = 0; t < kThreads; ++t)
                 threads.emplace_back([&, t] {
                     for (int r = 0; r < kRounds; ++r)
-                        jobs[t * kRounds + r] = RunJob(data, (dir / ("thread" + std::to_string(t) + "-" + std::to_string(r))).string());
+                        jobs[t * kRounds + r] = RunJob(
+                            data, (dir / ("thread" + std::to_string(t) + "-" + std::to_string(r))).string());
                 });
             for (std::thread& thread : threads) thread.join();
         });
@@ -116,8 +123,8 @@ int main(int argc, char** argv)
     host::Check(alone.evaluated.find(";Accuracy: ") != std::string::npos, "the job alone evaluates");
     host::Check(!aloneErr.empty(), "the refused fields are explained");
     for (size_t j = 0; j < jobs.size(); ++j)
-        host::Check(jobs[j] == alone, "thread " + std::to_string(j / kRounds) + ", round " + std::to_string(j % kRounds) +
-                                          ": not what the job gave alone");
+        host::Check(jobs[j] == alone, "thread " + std::to_string(j / kRounds) + ", round " +
+                                          std::to_string(j % kRounds) + ": not what the job gave alone");
     // Anything else there, such as a ThreadSanitizer report, is shown.
     host::Check(threadsErr.size() == jobs.size() * aloneErr.size(),
                 "standard error of the threads, besides their refused fields:\n" + threadsErr);

@@ -4,7 +4,6 @@
  * that does not classify prints the line and "\t-1".
  * Usage: ReferenceHost NETWORK < RESULTS */
 #include <Veltra.h>
-
 #include <inttypes.h>
 #include <stdio.h>
 #include <string.h>

@@ -1,12 +1,12 @@
 // Batch evaluation with the checked-in trained network: the written file and the console, the
 // accuracy of no test lines, and failing runs.
+#include <gmock/gmock.h>
+
 #include <filesystem>
 #include <string>
 #include <utility>
 
 #include "engine/FieldClassifier.h"
-#include <gmock/gmock.h>
-
 #include "tests/support/TestSupport.h"
 
 namespace veltra::test {

@@ -24,7 +24,10 @@ public:
     int Below(int n) { return static_cast<int>(m_engine() % static_cast<uint32_t>(n)); }
     bool Chance(int percent) { return Below(100) < percent; }
     template <class T>
-    const T& Pick(const std::vector<T>& items) { return items[static_cast<size_t>(Below(static_cast<int>(items.size())))]; }
+    const T& Pick(const std::vector<T>& items)
+    {
+        return items[static_cast<size_t>(Below(static_cast<int>(items.size())))];
+    }
 
 private:
     std::mt19937 m_engine;
@@ -45,7 +48,8 @@ Shape RandomShape(Random& random)
     for (int s = 0; s < states; ++s) shape.states.push_back(std::string(1, names[static_cast<size_t>(s)]));
     if (random.Chance(10)) shape.states.push_back("AB");
     int tests = random.Below(7);
-    for (int t = 0; t < tests; ++t) shape.values.push_back(std::string("abcd").substr(0, 1 + random.Below(4)));
+    for (int t = 0; t < tests; ++t)
+        shape.values.push_back(std::string("abcd").substr(0, 1 + random.Below(4)));
     return shape;
 }
 
@@ -75,15 +79,16 @@ std::string Describe(const Shape& shape, Random& random)
         return weights;
     };
     std::vector<double> priors = distribution(shape.states.size());
-    for (size_t s = 0; s < shape.states.size(); ++s) text << "P(H=" << shape.states[s] << ") = " << priors[s] << "\n";
+    for (size_t s = 0; s < shape.states.size(); ++s)
+        text << "P(H=" << shape.states[s] << ") = " << priors[s] << "\n";
     const bool gap = random.Chance(10);
     for (size_t t = 0; t < shape.values.size(); ++t) {
         for (size_t s = 0; s < shape.states.size(); ++s) {
             if (gap && t == 0 && s == 0) continue;
             std::vector<double> p = distribution(shape.values[t].size());
             for (size_t v = 0; v < p.size(); ++v)
-                text << "P(T" << t << "=" << shape.values[t][v] << "|H=" << shape.states[s] << ") = "
-                     << (p[v] == 0 && random.Chance(30) ? "-0" : std::to_string(p[v])) << "\n";
+                text << "P(T" << t << "=" << shape.values[t][v] << "|H=" << shape.states[s]
+                     << ") = " << (p[v] == 0 && random.Chance(30) ? "-0" : std::to_string(p[v])) << "\n";
             if (random.Chance(5)) text << "P(T" << t << "=z|H=" << shape.states[s] << ") = 0.5\n";
         }
     }
@@ -97,9 +102,12 @@ std::string RandomResults(const Shape& shape, Random& random)
     std::string results;
     for (const std::string& values : shape.values) {
         if (random.Chance(3)) results += '.';
-        results += random.Chance(15) ? '-' : values[static_cast<size_t>(random.Below(static_cast<int>(values.size())))];
+        results += random.Chance(15)
+                       ? '-'
+                       : values[static_cast<size_t>(random.Below(static_cast<int>(values.size())))];
     }
-    if (random.Chance(3) && !results.empty()) results[static_cast<size_t>(random.Below(static_cast<int>(results.size())))] = 'z';
+    if (random.Chance(3) && !results.empty())
+        results[static_cast<size_t>(random.Below(static_cast<int>(results.size())))] = 'z';
     if (random.Chance(2)) results += 'a';
     if (random.Chance(2) && !results.empty()) results.pop_back();
     return results;
@@ -121,9 +129,10 @@ public:
         if (keyedAnswer == fastAnswer && keyed.raised == fast.raised && keyed.message == fast.message &&
             keyed.err == fast.err && keyed.out == fast.out)
             return;
-        ADD_FAILURE() << what << "\n  keyed: " << keyedAnswer << " raised " << keyed.raised << " [" << keyed.message
-                      << "] err [" << keyed.err << "] out [" << keyed.out << "]\n  fast:  " << fastAnswer << " raised "
-                      << fast.raised << " [" << fast.message << "] err [" << fast.err << "] out [" << fast.out << "]";
+        ADD_FAILURE() << what << "\n  keyed: " << keyedAnswer << " raised " << keyed.raised << " ["
+                      << keyed.message << "] err [" << keyed.err << "] out [" << keyed.out
+                      << "]\n  fast:  " << fastAnswer << " raised " << fast.raised << " [" << fast.message
+                      << "] err [" << fast.err << "] out [" << fast.out << "]";
     }
 
     int Calls() const { return m_calls; }
@@ -141,8 +150,8 @@ std::string AnalyzeInto(FieldClassifier& engine, const std::string& results, int
     std::memset(states, '?', sizeof states);
     for (double& level : levels) level = -1;
     int32_t count = capacity;
-    std::string answer = std::to_string(engine.AnalyzeInto(results.c_str(), states, levels, &count)) + " count " +
-                         std::to_string(count);
+    std::string answer = std::to_string(engine.AnalyzeInto(results.c_str(), states, levels, &count)) +
+                         " count " + std::to_string(count);
     for (int i = 0; i < 16; ++i) answer += std::string(" ") + states[i] + Bits(levels[i]);
     return answer;
 }
@@ -168,7 +177,8 @@ TEST(FastPath, ClassifiesAsTheKeyedWayThroughCachesAndReloads)
         auto reload = [&](bool newShape) {
             if (newShape) shape = RandomShape(random);
             const std::string text = Describe(shape, random);
-            twins.Do("load " + text, [&](FieldClassifier& e) { return e.GetNetwork().Load(text), std::string(); });
+            twins.Do("load " + text,
+                     [&](FieldClassifier& e) { return e.GetNetwork().Load(text), std::string(); });
             pool.clear();
             for (int i = 0; i < 120 + random.Below(300); ++i) pool.push_back(RandomResults(shape, random));
         };
@@ -179,27 +189,34 @@ TEST(FastPath, ClassifiesAsTheKeyedWayThroughCachesAndReloads)
             if (kind < 55) {
                 const int32_t states = static_cast<int32_t>(shape.states.size());
                 const int32_t capacity = random.Chance(80) ? 16 : states - random.Below(2);
-                twins.Do("AnalyzeInto " + results, [&](FieldClassifier& e) { return AnalyzeInto(e, results, capacity); });
+                twins.Do("AnalyzeInto " + results,
+                         [&](FieldClassifier& e) { return AnalyzeInto(e, results, capacity); });
             } else if (kind < 70) {
                 const bool verbose = random.Chance(30);
-                twins.Do("Analyze " + results, [&](FieldClassifier& e) { return AnalyzeTable(e, results, verbose); });
+                twins.Do("Analyze " + results,
+                         [&](FieldClassifier& e) { return AnalyzeTable(e, results, verbose); });
             } else if (kind < 85) {
-                const std::string state = random.Chance(90) ? "H=" + random.Pick(shape.states) : random.Chance(50) ? "H=Q" : "A";
+                const std::string state = random.Chance(90)   ? "H=" + random.Pick(shape.states)
+                                          : random.Chance(50) ? "H=Q"
+                                                              : "A";
                 const bool verbose = random.Chance(20);
                 twins.Do("GetConfLevel " + state + " " + results, [&](FieldClassifier& e) {
                     return Bits(e.GetNetwork().GetConfLevel(state, results, verbose));
                 });
             } else if (kind < 92) {
                 const std::string state = "H=" + random.Pick(shape.states);
-                twins.Do("Product " + state + " " + results,
-                         [&](FieldClassifier& e) { return Bits(e.GetNetwork().Product(state, results, true)); });
+                twins.Do("Product " + state + " " + results, [&](FieldClassifier& e) {
+                    return Bits(e.GetNetwork().Product(state, results, true));
+                });
             } else if (kind < 97) {
-                const std::string key = random.Chance(50) || shape.values.empty()
-                                            ? "H=" + random.Pick(shape.states)
-                                            : "T0=" + shape.values[0].substr(0, 1) + "|H=" + random.Pick(shape.states);
+                const std::string key =
+                    random.Chance(50) || shape.values.empty()
+                        ? "H=" + random.Pick(shape.states)
+                        : "T0=" + shape.values[0].substr(0, 1) + "|H=" + random.Pick(shape.states);
                 const double value = random.Chance(90) ? random.Below(1001) / 1000.0 : 1.5;
-                twins.Do("SetProbability " + key,
-                         [&](FieldClassifier& e) { return e.GetNetwork().SetProbability(key, value), std::string(); });
+                twins.Do("SetProbability " + key, [&](FieldClassifier& e) {
+                    return e.GetNetwork().SetProbability(key, value), std::string();
+                });
             } else {
                 // A new description of the same shape leaves stale levels and products in the caches.
                 reload(random.Chance(40));
@@ -236,7 +253,7 @@ std::string RandomLines(const Shape& shape, Random& random, int failurePercent)
     std::string text;
     for (int i = 0, n = random.Below(60); i < n; ++i) {
         const int kind = random.Below(100);
-        text += kind < 80 ? RandomTestLine(shape, random, failurePercent)
+        text += kind < 80   ? RandomTestLine(shape, random, failurePercent)
                 : kind < 88 ? "# a comment"
                 : kind < 94 ? (random.Chance(50) ? "" : "  \t ")
                             : "not a test line";
@@ -288,7 +305,8 @@ std::string TrainingOutcome(const BayesianEngine& engine, const std::string& out
     if (date != std::string::npos) text.replace(date + 20, 24, 24, '#');
     Ptr<Vector<String>> keys = engine.GetCountTable().GetKeys();
     for (int32_t i = 0; i < keys->Size(); ++i)
-        text += "\n" + (*keys)[i].str() + ":" + std::to_string(engine.GetCountTable().Get((*keys)[i]).m_value);
+        text +=
+            "\n" + (*keys)[i].str() + ":" + std::to_string(engine.GetCountTable().Get((*keys)[i]).m_value);
     return text + "\ntotal " + std::to_string(engine.GetTotalSampleCount());
 }
 
@@ -304,7 +322,9 @@ TEST(FastPath, TrainsAsTheKeyedWay)
         for (int run = 0; run < 3; ++run) {
             const bool counts = random.Chance(10);
             std::string lines = RandomLines(shape, random, 2);
-            if (counts) lines = "C(H=A) = 3\nC(H=A,T0!=-) = 2\n" + std::string(random.Chance(50) ? "C(H=A) = x\n" : "");
+            if (counts)
+                lines =
+                    "C(H=A) = 3\nC(H=A,T0!=-) = 2\n" + std::string(random.Chance(50) ? "C(H=A) = x\n" : "");
             const std::string samples = dir.Write("samples", lines);
             twins.Do("Train on " + lines, [&](FieldClassifier& e) {
                 const std::string output = OwnFile(dir, e, "trained");
@@ -356,7 +376,8 @@ TEST(FastPath, StaleLevelsComeBackExactlyUpToTheCacheLimit)
     std::string answers[2];
     for (const std::string& results : fields) {
         twins.Do(results, [&](FieldClassifier& e) { return AnalyzeTable(e, results, false); });
-        twins.Do(results, [&](FieldClassifier& e) { return Bits(e.GetNetwork().Product("H=B", results, true)); });
+        twins.Do(results,
+                 [&](FieldClassifier& e) { return Bits(e.GetNetwork().Product("H=B", results, true)); });
     }
     // Field 498 is where the cache fills: its level for A is kept (stale now), for B not.
     FieldClassifier fresh;
@@ -366,8 +387,10 @@ TEST(FastPath, StaleLevelsComeBackExactlyUpToTheCacheLimit)
     for (const std::string& results : fields) AutoPtr<DubiousDataList>(engine.Analyze(results, false));
     engine.GetNetwork().Load(after);
     const std::string edge = fields[498];
-    EXPECT_NE(engine.GetNetwork().GetConfLevel("H=A", edge, false), fresh.GetNetwork().GetConfLevel("H=A", edge, false));
-    EXPECT_EQ(engine.GetNetwork().GetConfLevel("H=B", edge, false), fresh.GetNetwork().GetConfLevel("H=B", edge, false));
+    EXPECT_NE(engine.GetNetwork().GetConfLevel("H=A", edge, false),
+              fresh.GetNetwork().GetConfLevel("H=A", edge, false));
+    EXPECT_EQ(engine.GetNetwork().GetConfLevel("H=B", edge, false),
+              fresh.GetNetwork().GetConfLevel("H=B", edge, false));
 }
 
 // Thue-Morse texts of 1024 characters and their complements share the hash of every odd base
@@ -389,7 +412,8 @@ TEST(FastPath, FieldsWhoseKeysHashAlikeStayApart)
     for (int t = 0; t < 1024; ++t) {
         const std::string tag = "T" + std::to_string(t);
         text += tag + " = t \"a,b\"\nP(" + tag + "=a|H=A) = " + (t % 3 ? "0.6" : "0.5") + "\nP(" + tag +
-                "=b|H=A) = " + (t % 3 ? "0.4" : "0.5") + "\nP(" + tag + "=a|H=B) = 0.5\nP(" + tag + "=b|H=B) = 0.5\n";
+                "=b|H=A) = " + (t % 3 ? "0.4" : "0.5") + "\nP(" + tag + "=a|H=B) = 0.5\nP(" + tag +
+                "=b|H=B) = 0.5\n";
     }
     const auto [first, second] = CollidingResults();
     Twins twins;
@@ -402,21 +426,24 @@ TEST(FastPath, FieldsWhoseKeysHashAlikeStayApart)
 // state A with results "Bab" are one key. Both ways must find the stale level and product.
 TEST(FastPath, KeysThatSplitDifferentlyAreOneKey)
 {
-    const std::string two = "H = K \"A,AB\"\nT0 = t \"a,b\"\nT1 = t \"a,b\"\nP(H=A) = 0.5\nP(H=AB) = 0.5\n"
-                            "P(T0=a|H=A) = 0.1\nP(T0=b|H=A) = 0.9\nP(T1=a|H=A) = 0.2\nP(T1=b|H=A) = 0.8\n"
-                            "P(T0=a|H=AB) = 0.3\nP(T0=b|H=AB) = 0.7\nP(T1=a|H=AB) = 0.4\nP(T1=b|H=AB) = 0.6\n";
-    const std::string three = "H = K \"A,AB\"\nT0 = t \"B,a\"\nT1 = t \"a,b\"\nT2 = t \"a,b\"\nP(H=A) = 0.5\n"
-                              "P(H=AB) = 0.5\nP(T0=B|H=A) = 1\nP(T0=a|H=A) = 0\nP(T1=a|H=A) = 0.5\n"
-                              "P(T1=b|H=A) = 0.5\nP(T2=a|H=A) = 0.5\nP(T2=b|H=A) = 0.5\nP(T0=B|H=AB) = 1\n"
-                              "P(T0=a|H=AB) = 0\nP(T1=a|H=AB) = 0.5\nP(T1=b|H=AB) = 0.5\nP(T2=a|H=AB) = 0.5\n"
-                              "P(T2=b|H=AB) = 0.5\n";
+    const std::string two =
+        "H = K \"A,AB\"\nT0 = t \"a,b\"\nT1 = t \"a,b\"\nP(H=A) = 0.5\nP(H=AB) = 0.5\n"
+        "P(T0=a|H=A) = 0.1\nP(T0=b|H=A) = 0.9\nP(T1=a|H=A) = 0.2\nP(T1=b|H=A) = 0.8\n"
+        "P(T0=a|H=AB) = 0.3\nP(T0=b|H=AB) = 0.7\nP(T1=a|H=AB) = 0.4\nP(T1=b|H=AB) = 0.6\n";
+    const std::string three =
+        "H = K \"A,AB\"\nT0 = t \"B,a\"\nT1 = t \"a,b\"\nT2 = t \"a,b\"\nP(H=A) = 0.5\n"
+        "P(H=AB) = 0.5\nP(T0=B|H=A) = 1\nP(T0=a|H=A) = 0\nP(T1=a|H=A) = 0.5\n"
+        "P(T1=b|H=A) = 0.5\nP(T2=a|H=A) = 0.5\nP(T2=b|H=A) = 0.5\nP(T0=B|H=AB) = 1\n"
+        "P(T0=a|H=AB) = 0\nP(T1=a|H=AB) = 0.5\nP(T1=b|H=AB) = 0.5\nP(T2=a|H=AB) = 0.5\n"
+        "P(T2=b|H=AB) = 0.5\n";
     Twins twins;
     twins.Do("load two", [&](FieldClassifier& e) { return e.GetNetwork().Load(two), std::string(); });
     twins.Do("ab", [&](FieldClassifier& e) { return AnalyzeTable(e, "ab", false); });
     twins.Do("load three", [&](FieldClassifier& e) { return e.GetNetwork().Load(three), std::string(); });
     for (const char* results : {"Bab", "aab", "Bab"}) {
         twins.Do(results, [&](FieldClassifier& e) { return AnalyzeTable(e, results, false); });
-        twins.Do(results, [&](FieldClassifier& e) { return Bits(e.GetNetwork().Product("H=A", results, true)); });
+        twins.Do(results,
+                 [&](FieldClassifier& e) { return Bits(e.GetNetwork().Product("H=A", results, true)); });
     }
 }
 

@@ -6,10 +6,10 @@
 #include <string>
 
 #if defined(__linux__)
-#include <pthread.h>
-#include <signal.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
+#  include <pthread.h>
+#  include <signal.h>
+#  include <sys/resource.h>
+#  include <sys/stat.h>
 #endif
 
 #include "engine/FieldClassifier.h"
@@ -20,9 +20,11 @@ namespace {
 
 const std::string kNetwork = "H = Category \"a,b\"\nDig = Digits \"y,n\"\nLen = Length \"s,m,l\"\n";
 const std::string kSamples = ";TESTS\ta\tys\n;TESTS\tb\tnm\n;TESTS\tab\ty-\n";
-const std::string kTrained = kNetwork + "P(H=a) = 0.5\nP(H=b) = 0.5\nP(Dig=y|H=a) = 0.9\nP(Dig=n|H=a) = 0.1\n"
-                             "P(Dig=y|H=b) = 0.2\nP(Dig=n|H=b) = 0.8\nP(Len=s|H=a) = 0.5\nP(Len=m|H=a) = 0.3\n"
-                             "P(Len=l|H=a) = 0.2\nP(Len=s|H=b) = 0.1\nP(Len=m|H=b) = 0.1\nP(Len=l|H=b) = 0.8\n";
+const std::string kTrained =
+    kNetwork +
+    "P(H=a) = 0.5\nP(H=b) = 0.5\nP(Dig=y|H=a) = 0.9\nP(Dig=n|H=a) = 0.1\n"
+    "P(Dig=y|H=b) = 0.2\nP(Dig=n|H=b) = 0.8\nP(Len=s|H=a) = 0.5\nP(Len=m|H=a) = 0.3\n"
+    "P(Len=l|H=a) = 0.2\nP(Len=s|H=b) = 0.1\nP(Len=m|H=b) = 0.1\nP(Len=l|H=b) = 0.8\n";
 
 // A scratch directory with the network, samples and a batch input: "n", "s" and "in".
 struct Files {
@@ -42,14 +44,17 @@ struct Refusal {
 TEST(FileSafety, OutputsThatWouldDestroyAnInputAreRefusedBeforeAnythingIsWritten)
 {
     const Refusal rows[] = {
-        {"batch output is its input", [](FieldClassifier& e, const Files& f) { e.AnalyzeFile(f.input, f.input); },
+        {"batch output is its input",
+         [](FieldClassifier& e, const Files& f) { e.AnalyzeFile(f.input, f.input); },
          [](const Files& f) { return "Output would overwrite an input file: " + f.input; }},
         {"batch output, spelt otherwise",
          [](FieldClassifier& e, const Files& f) { e.AnalyzeFile(f.input, f.dir.Path() + "/./in"); },
          [](const Files& f) { return "Output would overwrite an input file: " + f.dir.Path() + "/./in"; }},
-        {"trained output is the network", [](FieldClassifier& e, const Files& f) { e.Train(f.network, f.samples, f.network, false); },
+        {"trained output is the network",
+         [](FieldClassifier& e, const Files& f) { e.Train(f.network, f.samples, f.network, false); },
          [](const Files& f) { return "Output would overwrite an input file: " + f.network; }},
-        {"trained output is the samples", [](FieldClassifier& e, const Files& f) { e.Train(f.network, f.samples, f.samples, false); },
+        {"trained output is the samples",
+         [](FieldClassifier& e, const Files& f) { e.Train(f.network, f.samples, f.samples, false); },
          [](const Files& f) { return "Output would overwrite an input file: " + f.samples; }},
         {"trained output links to the samples",
          [](FieldClassifier& e, const Files& f) {
@@ -57,7 +62,8 @@ TEST(FileSafety, OutputsThatWouldDestroyAnInputAreRefusedBeforeAnythingIsWritten
              e.Train(f.network, f.samples, f.Path("link"), false);
          },
          [](const Files& f) { return "Output would overwrite an input file: " + f.Path("link"); }},
-        {"samples that are a directory", [](FieldClassifier& e, const Files& f) { e.Train(f.network, f.dir.Path(), f.Path("o"), false); },
+        {"samples that are a directory",
+         [](FieldClassifier& e, const Files& f) { e.Train(f.network, f.dir.Path(), f.Path("o"), false); },
          [](const Files& f) { return "Not a regular file, cannot read it twice: " + f.dir.Path(); }},
 #if defined(__linux__)
         {"samples from a pipe",
@@ -66,7 +72,8 @@ TEST(FileSafety, OutputsThatWouldDestroyAnInputAreRefusedBeforeAnythingIsWritten
              e.Train(f.network, f.Path("fifo"), f.Path("o"), false);
          },
          [](const Files& f) { return "Not a regular file, cannot read it twice: " + f.Path("fifo"); }},
-        {"batch input without end", [](FieldClassifier& e, const Files& f) { e.AnalyzeFile("/dev/zero", f.Path("o")); },
+        {"batch input without end",
+         [](FieldClassifier& e, const Files& f) { e.AnalyzeFile("/dev/zero", f.Path("o")); },
          [](const Files&) { return std::string("Not a regular file, cannot read it twice: /dev/zero"); }},
         {"trained output that cannot be read back",
          [](FieldClassifier& e, const Files& f) { e.Train(f.network, f.samples, "/dev/full", false); },
@@ -109,13 +116,17 @@ TEST(FileSafety, ZeroBytesAndLongLinesStopARunNamingTheLine)
         engine.GetNetwork().Load(kTrained);
         const std::string path = files.dir.Write("bad", row.content);
         EXPECT_TRUE(RaisesExactly(
-            [&] { row.train ? engine.Train(files.network, path, files.Path("o"), false) : engine.AnalyzeFile(path, files.Path("o")); },
+            [&] {
+                row.train ? engine.Train(files.network, path, files.Path("o"), false)
+                          : engine.AnalyzeFile(path, files.Path("o"));
+            },
             "Line 4 of " + path + row.message));
     }
     Files files;
     FieldClassifier engine;
     const std::string description = files.dir.Write("d", kNetwork + "# a " + std::string(1, '\0') + " b\n");
-    EXPECT_TRUE(RaisesExactly([&] { engine.InitializeThruFile(description); }, "Line 4 of " + description + " holds a zero byte"));
+    EXPECT_TRUE(RaisesExactly([&] { engine.InitializeThruFile(description); },
+                              "Line 4 of " + description + " holds a zero byte"));
 }
 
 // CR LF ends a line as LF does: the same file with either line end gives the same run.
@@ -143,11 +154,13 @@ TEST(FileSafety, FailedWritesFailTheRun)
     Files files;
     FieldClassifier engine;
     engine.GetNetwork().Load(kTrained);
-    EXPECT_TRUE(RaisesExactly([&] { engine.AnalyzeFile(files.input, "/dev/full"); }, "Cannot write file: /dev/full"));
+    EXPECT_TRUE(
+        RaisesExactly([&] { engine.AnalyzeFile(files.input, "/dev/full"); }, "Cannot write file: /dev/full"));
 
     std::string manySamples;
     for (int i = 0; i < 300; ++i) manySamples += kSamples;
-    const std::string samples = files.dir.Write("many", manySamples), input = files.dir.Write("many.in", manySamples);
+    const std::string samples = files.dir.Write("many", manySamples),
+                      input = files.dir.Write("many.in", manySamples);
     struct sigaction ignore = {}, old = {};
     ignore.sa_handler = SIG_IGN;
     sigaction(SIGXFSZ, &ignore, &old);

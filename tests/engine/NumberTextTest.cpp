@@ -30,7 +30,8 @@ TEST(NumberText, Precision4IsWhatTheStreamWrites)
         std::string text;
         const bool written = AppendPrecision4(text, value);
         if (written != (value >= 0.001 && value <= 1.0) || (written && text != Streamed(value))) {
-            if (++differing <= 10) ADD_FAILURE() << Bits(value) << ": wrote [" << text << "], stream " << Streamed(value);
+            if (++differing <= 10)
+                ADD_FAILURE() << Bits(value) << ": wrote [" << text << "], stream " << Streamed(value);
         }
         ++checked;
     };
@@ -40,7 +41,8 @@ TEST(NumberText, Precision4IsWhatTheStreamWrites)
         check(std::nextafter(edge, 2.0));
     }
     for (int bits = 1; bits <= 20; ++bits)
-        for (int64_t k = 1; k < (int64_t{1} << std::min(bits, 14)); k += 2) check(std::ldexp(static_cast<double>(k), -bits));
+        for (int64_t k = 1; k < (int64_t{1} << std::min(bits, 14)); k += 2)
+            check(std::ldexp(static_cast<double>(k), -bits));
     for (int decimals = 3; decimals <= 6; ++decimals)
         for (int digits = 1000; digits < 10000; ++digits) {
             const double halfway = (digits + 0.5) / std::pow(10.0, decimals);
@@ -49,7 +51,8 @@ TEST(NumberText, Precision4IsWhatTheStreamWrites)
             check(std::nextafter(halfway, 2.0));
         }
     std::mt19937_64 random(3);
-    for (int i = 0; i < 1000000; ++i) check(std::pow(10.0, -3.5 * std::ldexp(static_cast<double>(random() >> 11), -53)));
+    for (int i = 0; i < 1000000; ++i)
+        check(std::pow(10.0, -3.5 * std::ldexp(static_cast<double>(random() >> 11), -53)));
     check(std::numeric_limits<double>::quiet_NaN());
     EXPECT_EQ(differing, 0) << "of " << checked;
 }
@@ -57,7 +60,8 @@ TEST(NumberText, Precision4IsWhatTheStreamWrites)
 TEST(NumberText, IntegersAsTheStreamWritesThem)
 {
     std::string text;
-    for (int64_t value : {int64_t{0}, int64_t{-7}, int64_t{2147483647}, int64_t{-2147483648}}) AppendInteger(text, value);
+    for (int64_t value : {int64_t{0}, int64_t{-7}, int64_t{2147483647}, int64_t{-2147483648}})
+        AppendInteger(text, value);
     EXPECT_EQ(text, "0-72147483647-2147483648");
 }
 

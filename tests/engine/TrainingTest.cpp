@@ -88,7 +88,8 @@ TEST(Training, ReportsTheFirstFileThatCannotBeOpenedAndWritesNothing)
     const struct {
         bool network, samples, output;
         int reported;
-    } rows[] = {{false, false, true, 0}, {true, false, true, 1}, {true, false, false, 1}, {true, true, false, 2}};
+    } rows[] = {
+        {false, false, true, 0}, {true, false, true, 1}, {true, false, false, 1}, {true, true, false, 2}};
     for (const auto& [network, samples, output, reported] : rows) {
         FieldClassifier engine;
         TempDir dir;

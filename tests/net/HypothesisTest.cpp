@@ -34,7 +34,8 @@ TEST(Hypothesis, FailuresOfStatesProbabilitiesAndSums)
     ExpectFailureMessages(rows);
     for (const auto& [x, y] : {std::pair(0.0, 1.0), std::pair(0.5, 0.49995), std::pair(0.5, 0.50005)}) {
         Hypothesis hypothesis("K");
-        EXPECT_FALSE(test::Run([&] { SetPriors(hypothesis, x, y), hypothesis.CheckProbabilities(); }).raised) << x << " " << y;
+        EXPECT_FALSE(test::Run([&] { SetPriors(hypothesis, x, y), hypothesis.CheckProbabilities(); }).raised)
+            << x << " " << y;
     }
 }
 

@@ -59,8 +59,9 @@ TEST(String, GetTokensInBothModes)
                 {"a,,b,", ",", false, "[a][][b][]"},
                 {"", ",", false, "[]"}};
     for (const auto& row : rows)
-        EXPECT_EQ(test::Joined(*AutoPtr<Vector<String>>(String(row.text).GetTokens(row.delimiters, row.skipEmpty))),
-                  row.tokens)
+        EXPECT_EQ(
+            test::Joined(*AutoPtr<Vector<String>>(String(row.text).GetTokens(row.delimiters, row.skipEmpty))),
+            row.tokens)
             << row.text;
 }
 
@@ -74,12 +75,23 @@ TEST(String, ReadLineTakesLinesOfUpTo1023Bytes)
         EXPECT_EQ(line.str(), longest);
     }
     const test::Failure rows[] = {
-        {[] { std::istringstream in(std::string(1024, 'x')); String line; String::ReadLine(in, line); },
+        {[] {
+             std::istringstream in(std::string(1024, 'x'));
+             String line;
+             String::ReadLine(in, line);
+         },
          "Line is longer than 1023 bytes"},
-        {[] { std::istringstream in(std::string("a\0b", 3)); String line; String::ReadLine(in, line); },
+        {[] {
+             std::istringstream in(std::string("a\0b", 3));
+             String line;
+             String::ReadLine(in, line);
+         },
          "Line holds a zero byte"},
-        {[] { std::istringstream in("ab\n" + std::string(1024, 'x')); String line;
-              String::ReadLine(in, line, "f.txt", 1), String::ReadLine(in, line, "f.txt", 2); },
+        {[] {
+             std::istringstream in("ab\n" + std::string(1024, 'x'));
+             String line;
+             String::ReadLine(in, line, "f.txt", 1), String::ReadLine(in, line, "f.txt", 2);
+         },
          "Line 2 of f.txt is longer than 1023 bytes"},
     };
     test::ExpectFailures(rows);

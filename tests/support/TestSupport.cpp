@@ -28,11 +28,11 @@ Outcome Run(const std::function<void()>& action)
     Outcome outcome = Run(action);
     if (!outcome.raised) return ::testing::AssertionFailure() << "nothing raised; stderr: " << outcome.err;
     if (outcome.message != message)
-        return ::testing::AssertionFailure() << "message\n  got:  [" << outcome.message << "]\n  want: [" << message
-                                             << "]";
+        return ::testing::AssertionFailure()
+               << "message\n  got:  [" << outcome.message << "]\n  want: [" << message << "]";
     if (outcome.err != message + "\n")
-        return ::testing::AssertionFailure() << "stderr\n  got:  [" << outcome.err << "]\n  want: [" << message
-                                             << "\\n]";
+        return ::testing::AssertionFailure()
+               << "stderr\n  got:  [" << outcome.err << "]\n  want: [" << message << "\\n]";
     return ::testing::AssertionSuccess();
 }
 

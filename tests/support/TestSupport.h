@@ -94,7 +94,8 @@ std::string Entries(List& list)
 {
     std::ostringstream out;
     auto keys = list.GetKeys();
-    for (int i = 0; i < keys->Size(); ++i) out << "[" << (*keys)[i].str() << " " << list.Get((*keys)[i])->m_figure << "]";
+    for (int i = 0; i < keys->Size(); ++i)
+        out << "[" << (*keys)[i].str() << " " << list.Get((*keys)[i])->m_figure << "]";
     return out.str();
 }
 
