@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <iostream>
 
 #include "cli/NetworkOutline.h"
 
@@ -43,6 +44,24 @@ bool LoadTrained(const Engine& engine, const char* command, const std::string& n
     }
     states = std::max<size_t>(outline.states.size(), 1);
     return true;
+}
+
+bool ForEachResults(const std::vector<std::string>& args, const char* command,
+                    const std::function<void(const std::string& results, const std::string& where)>& each)
+{
+    if (args.size() > 1) {
+        for (size_t i = 1; i < args.size(); ++i) each(args[i], "");
+        return true;
+    }
+    std::string line;
+    for (long number = 1; std::getline(std::cin, line); ++number) {
+        line = Trim(line);
+        if (!line.empty()) each(line, "standard input, line " + std::to_string(number) + ": ");
+    }
+    if (!std::cin.bad() && !std::ferror(stdin)) return true;
+    std::fflush(stdout);
+    std::fprintf(stderr, "veltra %s: cannot read standard input\n", command);
+    return false;
 }
 
 }  // namespace veltra::cli

@@ -6,7 +6,9 @@
 #include <Veltra.h>
 
 #include <cstddef>
+#include <functional>
 #include <string>
+#include <vector>
 
 namespace veltra::cli {
 
@@ -34,6 +36,12 @@ bool Load(const Engine& engine, const char* command, const std::string& network)
 // ("veltra COMMAND: NETWORK holds no probabilities; train it first"). Sets `states` to its number
 // of states, the capacity Analyze needs (at least 1).
 bool LoadTrained(const Engine& engine, const char* command, const std::string& network, size_t& states);
+
+// Hands every RESULTS argument after the network, or else every non-blank line of standard input
+// (trimmed), to `each`, with where it came from ("" or "standard input, line N: "). False when
+// standard input cannot be read ("veltra COMMAND: cannot read standard input").
+bool ForEachResults(const std::vector<std::string>& args, const char* command,
+                    const std::function<void(const std::string& results, const std::string& where)>& each);
 
 }  // namespace veltra::cli
 

@@ -114,20 +114,7 @@ int Explain(const std::vector<std::string>& args)
         }
     };
 
-    if (args.size() > 1) {
-        for (size_t i = 1; i < args.size(); ++i) explain(args[i], "");
-    } else {
-        std::string line;
-        for (long number = 1; std::getline(std::cin, line); ++number) {
-            line = Trim(line);
-            if (!line.empty()) explain(line, "standard input, line " + std::to_string(number) + ": ");
-        }
-        if (std::cin.bad() || std::ferror(stdin)) {
-            std::fflush(stdout);
-            std::fprintf(stderr, "veltra explain: cannot read standard input\n");
-            return 1;
-        }
-    }
+    if (!ForEachResults(args, "explain", explain)) return 1;
     return failures == 0 ? 0 : 1;
 }
 

@@ -223,20 +223,7 @@ int ClassifyCommand(const std::vector<std::string>& args, const Options& options
         }
     };
 
-    if (args.size() > 1) {
-        for (size_t i = 1; i < args.size(); ++i) classify(args[i], "");
-    } else {
-        std::string line;
-        for (long number = 1; std::getline(std::cin, line); ++number) {
-            line = Trim(line);
-            if (!line.empty()) classify(line, "standard input, line " + std::to_string(number) + ": ");
-        }
-        if (std::cin.bad() || std::ferror(stdin)) {
-            std::fflush(stdout);
-            std::fprintf(stderr, "veltra classify: cannot read standard input\n");
-            return 1;
-        }
-    }
+    if (!ForEachResults(args, "classify", classify)) return 1;
     return failures == 0 ? 0 : 1;
 }
 
