@@ -12,6 +12,7 @@ for job in "$@"; do
     tests)
       missing cmake cmake; missing make make; missing g++ g++; missing pkg-config pkg-config
       [ -f /usr/include/gtest/gtest.h ] || need+=(libgtest-dev)
+      [ -f /usr/include/gmock/gmock.h ] || need+=(libgmock-dev)
       missing x86_64-w64-mingw32-g++-posix g++-mingw-w64-x86-64-posix
       missing wine wine wine64
       missing valgrind valgrind
