@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
+#include <functional>
 
 namespace veltra::cli {
 
@@ -135,6 +136,14 @@ bool Evaluation::Judge(std::string_view expected, std::string_view results)
 EvaluationFigures Evaluation::Figures() const
 {
     EvaluationFigures figures;
+    CountStates(figures);
+    RateStates(figures);
+    if (figures.lines > 0) ScoreProbabilities(figures);
+    return figures;
+}
+
+void Evaluation::CountStates(EvaluationFigures& figures) const
+{
     const size_t n = m_states, rows = m_confusion.size();
     figures.networkStates = n;
     figures.confusion = m_confusion;
@@ -147,7 +156,11 @@ EvaluationFigures Evaluation::Figures() const
             figures.states[s].support += m_confusion[s][p];
             figures.states[p].predicted += m_confusion[s][p];
         }
+}
 
+void Evaluation::RateStates(EvaluationFigures& figures) const
+{
+    const size_t n = m_states, rows = m_confusion.size();
     size_t used = 0;
     for (size_t s = 0; s < rows; ++s) {
         StateFigures& state = figures.states[s];
@@ -174,12 +187,16 @@ EvaluationFigures Evaluation::Figures() const
         const double u = static_cast<double>(used);
         figures.macro = {figures.macro.precision / u, figures.macro.recall / u, figures.macro.f1 / u};
     }
-    if (figures.lines == 0) return figures;
+    if (figures.lines == 0) return;
     const double lines = static_cast<double>(figures.lines);
     figures.weighted = {figures.weighted.precision / lines, figures.weighted.recall / lines,
                         figures.weighted.f1 / lines};
+}
 
+void Evaluation::ScoreProbabilities(EvaluationFigures& figures) const
+{
     // Per field: every line of it has the same probabilities, so its lines are summed by true state.
+    const size_t n = m_states;
     double logLoss = 0.0, brier = 0.0;
     for (size_t f = 0; f < m_winners.size(); ++f) {
         const double* p = &m_probabilities[f * n];
@@ -203,9 +220,8 @@ EvaluationFigures Evaluation::Figures() const
         bin.right += counts[winner];
         bin.probabilitySum += static_cast<double>(fieldLines) * top;
     }
-    figures.logLoss = logLoss / lines;
-    figures.brier = brier / lines;
-    return figures;
+    figures.logLoss = logLoss / static_cast<double>(figures.lines);
+    figures.brier = brier / static_cast<double>(figures.lines);
 }
 
 namespace {
@@ -225,6 +241,40 @@ size_t CutFields(std::string_view line, std::string_view* fields)
         at = end;
     }
     return count;
+}
+
+// Hands every line of `file` (its newline dropped; `ended` false for a last line without one) to
+// `each` until it answers false; a line still open after 1024 bytes is handed on at once, since it
+// is too long whatever follows. False when `each` stopped the reading.
+bool ForEachLine(std::FILE* file, const std::function<bool(std::string_view line, bool ended)>& each)
+{
+    std::vector<char> block(1 << 16);
+    std::string pending;  // the start of a line that goes on in the next block
+    size_t got;
+    while ((got = std::fread(block.data(), 1, block.size(), file)) > 0) {
+        const char* at = block.data();
+        const char* const end = at + got;
+        for (;;) {
+            const char* newline =
+                static_cast<const char*>(std::memchr(at, '\n', static_cast<size_t>(end - at)));
+            if (!newline) {
+                pending.append(at, end);
+                if (pending.size() > 1024 && !each(pending, false)) return false;
+                break;
+            }
+            bool ok;
+            if (pending.empty()) {
+                ok = each(std::string_view(at, static_cast<size_t>(newline - at)), true);
+            } else {
+                pending.append(at, newline);
+                ok = each(pending, true);
+                pending.clear();
+            }
+            if (!ok) return false;
+            at = newline + 1;
+        }
+    }
+    return std::ferror(file) || pending.empty() || each(pending, false);
 }
 
 }  // namespace
@@ -248,7 +298,7 @@ bool JudgeFile(Evaluation& evaluation, const std::string& input, const char* com
     long number = 0;
     const char* problem = nullptr;
     // One line, its newline dropped; a CR before the newline ends the line too.
-    auto judge = [&](std::string_view line, bool ended) {
+    const bool ok = ForEachLine(file, [&](std::string_view line, bool ended) {
         ++number;
         if (ended && !line.empty() && line.back() == '\r') line.remove_suffix(1);
         if (line.size() > 1023) return (problem = "the line is longer than 1023 bytes"), false;
@@ -259,36 +309,8 @@ bool JudgeFile(Evaluation& evaluation, const std::string& input, const char* com
             return (problem = "a test line needs expected states and test results"), false;
         if (!evaluation.Judge(fields[1], fields[2])) return (problem = "the line does not fit"), false;
         return true;
-    };
-
-    std::vector<char> block(1 << 16);
-    std::string pending;  // the start of a line that goes on in the next block
-    bool ok = true;
-    size_t got;
-    while (ok && (got = std::fread(block.data(), 1, block.size(), file)) > 0) {
-        const char* at = block.data();
-        const char* const end = at + got;
-        while (ok) {
-            const char* newline =
-                static_cast<const char*>(std::memchr(at, '\n', static_cast<size_t>(end - at)));
-            if (!newline) {
-                pending.append(at, end);
-                // Long enough to be refused, whatever follows.
-                if (pending.size() > 1024) ok = judge(pending, false);
-                break;
-            }
-            if (pending.empty()) {
-                ok = judge(std::string_view(at, static_cast<size_t>(newline - at)), true);
-            } else {
-                pending.append(at, newline);
-                ok = judge(pending, true);
-                pending.clear();
-            }
-            at = newline + 1;
-        }
-    }
+    });
     const bool unread = ok && std::ferror(file);
-    if (ok && !unread && !pending.empty()) ok = judge(pending, false);
     std::fclose(file);
     if (ok && !unread) return true;
     std::fflush(stdout);

@@ -89,6 +89,12 @@ public:
     EvaluationFigures Figures() const;
 
 private:
+    // The figures of Figures(), in steps: names and counts per state; precision, recall, F1 and
+    // their averages; log loss, Brier score and calibration.
+    void CountStates(EvaluationFigures& figures) const;
+    void RateStates(EvaluationFigures& figures) const;
+    void ScoreProbabilities(EvaluationFigures& figures) const;
+
     int32_t Field(std::string_view results);
     int32_t FindField(std::string_view results, uint64_t hash) const;
     void IndexField(std::string_view results, uint64_t hash);

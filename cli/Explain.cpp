@@ -44,6 +44,51 @@ struct Effect {
     char winner;     // the most probable state without the test
 };
 
+// The effect of leaving each observed test out of `results`, largest first (equal effects in
+// results order). False when a classification fails.
+bool LeaveEachOut(const Engine& engine, const std::string& results, size_t capacity,
+                  const Classification& all, std::vector<Effect>& effects)
+{
+    for (size_t t = 0; t < results.size(); ++t) {
+        if (results[t] == '-') continue;
+        std::string without = results;
+        without[t] = '-';
+        Classification other;
+        if (!Classify(engine, without, capacity, other)) return false;
+        effects.push_back({t, other.Of(all.states[0]), other.states[0]});
+    }
+    const double top = all.probabilities[0];
+    std::stable_sort(effects.begin(), effects.end(), [&](const Effect& a, const Effect& b) {
+        return std::fabs(a.without - top) > std::fabs(b.without - top);
+    });
+    return true;
+}
+
+void PrintExplanation(const std::string& given, const std::string& results, const Classification& all,
+                      const std::vector<Effect>& effects, const NetworkOutline& outline, int tag)
+{
+    std::printf("%s\n", given.c_str());
+    for (size_t i = 0; i < all.states.size(); ++i)
+        std::printf("  %c %7.2f %%\n", all.states[i], all.probabilities[i] * 100.0);
+    if (effects.empty()) {
+        std::printf("  No test observed: nothing to leave out.\n");
+        return;
+    }
+    const char winner = all.states[0];
+    const double top = all.probabilities[0];
+    std::printf("  Observed tests left out one at a time, largest effect on %c first:\n", winner);
+    std::printf("  %3s  %-*s  %-6s  %9s  %7s  %-14s  %s\n", "#", tag, "Test", "Result",
+                (std::string(1, winner) + " without").c_str(), "Change", "Winner without", "Description");
+    for (const Effect& effect : effects) {
+        const TestOutline* test = effect.test < outline.tests.size() ? &outline.tests[effect.test] : nullptr;
+        const std::string verdict =
+            std::string(1, effect.winner) + (effect.winner != winner ? " (changes)" : "");
+        std::printf("  %3zu  %-*s  %-6c  %7.2f %%  %+7.2f  %-14s  %s\n", effect.test + 1, tag,
+                    test ? test->tag.c_str() : "?", results[effect.test], effect.without * 100.0,
+                    (effect.without - top) * 100.0, verdict.c_str(), test ? test->description.c_str() : "");
+    }
+}
+
 }  // namespace
 
 int Explain(const std::vector<std::string>& args)
@@ -55,7 +100,6 @@ int Explain(const std::vector<std::string>& args)
     const NetworkOutline outline = ReadOutline(network);
     size_t tagWidth = 4;
     for (const TestOutline& test : outline.tests) tagWidth = std::max(tagWidth, test.tag.size());
-    const int tag = static_cast<int>(tagWidth);
 
     int failures = 0;
     bool first = true;
@@ -64,6 +108,7 @@ int Explain(const std::vector<std::string>& args)
         for (char c : given)
             if (c != '.') results += c;
         Classification all;
+        std::vector<Effect> effects;
         if (!Classify(engine, results, capacity, all)) {
             std::fflush(stdout);
             std::fprintf(stderr, "veltra explain: %s\"%s\" does not fit %s\n", where.c_str(), given.c_str(),
@@ -71,49 +116,14 @@ int Explain(const std::vector<std::string>& args)
             ++failures;
             return;
         }
-        std::vector<Effect> effects;
-        for (size_t t = 0; t < results.size(); ++t) {
-            if (results[t] == '-') continue;
-            std::string without = results;
-            without[t] = '-';
-            Classification other;
-            if (!Classify(engine, without, capacity, other)) {
-                ++failures;
-                return;
-            }
-            effects.push_back({t, other.Of(all.states[0]), other.states[0]});
-        }
-        const double top = all.probabilities[0];
-        // Largest effect first; equal effects in results order.
-        std::stable_sort(effects.begin(), effects.end(), [&](const Effect& a, const Effect& b) {
-            return std::fabs(a.without - top) > std::fabs(b.without - top);
-        });
-
-        if (!first) std::printf("\n");
-        first = false;
-        std::printf("%s\n", given.c_str());
-        for (size_t i = 0; i < all.states.size(); ++i)
-            std::printf("  %c %7.2f %%\n", all.states[i], all.probabilities[i] * 100.0);
-        if (effects.empty()) {
-            std::printf("  No test observed: nothing to leave out.\n");
+        if (!LeaveEachOut(engine, results, capacity, all, effects)) {
+            ++failures;
             return;
         }
-        const char winner = all.states[0];
-        std::printf("  Observed tests left out one at a time, largest effect on %c first:\n", winner);
-        std::printf("  %3s  %-*s  %-6s  %9s  %7s  %-14s  %s\n", "#", tag, "Test", "Result",
-                    (std::string(1, winner) + " without").c_str(), "Change", "Winner without", "Description");
-        for (const Effect& effect : effects) {
-            const TestOutline* test =
-                effect.test < outline.tests.size() ? &outline.tests[effect.test] : nullptr;
-            const std::string verdict =
-                std::string(1, effect.winner) + (effect.winner != winner ? " (changes)" : "");
-            std::printf("  %3zu  %-*s  %-6c  %7.2f %%  %+7.2f  %-14s  %s\n", effect.test + 1, tag,
-                        test ? test->tag.c_str() : "?", results[effect.test], effect.without * 100.0,
-                        (effect.without - top) * 100.0, verdict.c_str(),
-                        test ? test->description.c_str() : "");
-        }
+        if (!first) std::printf("\n");
+        first = false;
+        PrintExplanation(given, results, all, effects, outline, static_cast<int>(tagWidth));
     };
-
     if (!ForEachResults(args, "explain", explain)) return 1;
     return failures == 0 ? 0 : 1;
 }
