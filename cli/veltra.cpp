@@ -299,6 +299,27 @@ int ExplainCommand(const std::vector<std::string>& args, const Options&)
     return veltra::cli::Explain(args);
 }
 
+// Products are plain doubles: a field with enough observed tests of small probability gives 0 for
+// every state. Multiplies as the engine does to say after how many.
+void PrintUnderflow(const NetworkOutline& outline)
+{
+    if (outline.smallestConditional >= 1.0) {
+        std::printf("Underflow: none; no test probability is below 1\n");
+        return;
+    }
+    int observed = 0;
+    for (double product = outline.smallestPrior; product > 0.0 && observed <= 100000;
+         product *= outline.smallestConditional)
+        ++observed;
+    std::printf(
+        "Underflow: a product of the smallest probabilities (prior %g, test %g) is 0 after %d observed "
+        "tests; %s\n",
+        outline.smallestPrior, outline.smallestConditional, observed,
+        static_cast<size_t>(observed) > outline.tests.size()
+            ? "this network has fewer tests"
+            : "fields with that many such results get probability 0 for every state");
+}
+
 int CheckCommand(const std::vector<std::string>& args, const Options&)
 {
     const std::string& network = args[0];
@@ -325,24 +346,7 @@ int CheckCommand(const std::vector<std::string>& args, const Options&)
         std::printf("Probabilities: none; train the network before classifying with it\n");
     } else {
         std::printf("Probabilities: %d lines\n", outline.probabilities);
-        // Products are plain doubles: a field with enough observed tests of small probability
-        // gives 0 for every state. Multiply as the engine does to find after how many.
-        int observed = 0;
-        for (double product = outline.smallestPrior;
-             product > 0.0 && outline.smallestConditional < 1.0 && observed <= 100000;
-             product *= outline.smallestConditional)
-            ++observed;
-        if (outline.smallestConditional >= 1.0)
-            std::printf("Underflow: none; no test probability is below 1\n");
-        else
-            std::printf(
-                "Underflow: a product of the smallest probabilities (prior %g, test %g) is 0 after %d "
-                "observed "
-                "tests; %s\n",
-                outline.smallestPrior, outline.smallestConditional, observed,
-                static_cast<size_t>(observed) > outline.tests.size()
-                    ? "this network has fewer tests"
-                    : "fields with that many such results get probability 0 for every state");
+        PrintUnderflow(outline);
     }
 
     // Test lines and classification know one character per state and per value.
