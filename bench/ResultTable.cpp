@@ -68,6 +68,8 @@ void ResultTable::ReportRuns(const std::vector<Run>& runs)
         m_seconds[name] = run.GetAdjustedCPUTime() / benchmark::GetTimeUnitMultiplier(run.time_unit);
         m_isMedian[name] = median;
         if (run.repetitions > m_repetitions) m_repetitions = run.repetitions;
+        if (m_fewestRepetitions == 0 || run.repetitions < m_fewestRepetitions)
+            m_fewestRepetitions = run.repetitions;
     }
 }
 
@@ -80,10 +82,13 @@ double ResultTable::Seconds(const std::string& name) const
 void ResultTable::Print(std::ostream& out) const
 {
     char line[256];
-    std::snprintf(line, sizeof line, "Figures: CPU time per iteration, %s.\n\n",
-                  m_repetitions > 1 ? ("median of " + std::to_string(m_repetitions) + " repetitions").c_str()
-                                    : "one repetition");
-    out << line;
+    std::string repetitions = "one repetition";
+    if (m_repetitions > 1) {
+        repetitions = "median of " + std::to_string(m_fewestRepetitions) + " repetitions";
+        if (m_fewestRepetitions != m_repetitions)
+            repetitions += " (" + std::to_string(m_repetitions) + " for loading)";
+    }
+    out << "Figures: CPU time per iteration, " << repetitions << ".\n\n";
     const char* layout = "%-9s %-27s %-19s %-19s %-8s %-9s %s\n";
     std::snprintf(line, sizeof line, layout, "size", "job", "engine", "reference", "ratio", "target", "");
     out << line;

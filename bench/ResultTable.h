@@ -45,7 +45,8 @@ private:
     std::vector<Row> m_rows;
     std::map<std::string, double> m_seconds;  // per iteration
     std::map<std::string, bool> m_isMedian;
-    int64_t m_repetitions = 1;
+    int64_t m_repetitions = 1;        // the most repetitions of any benchmark
+    int64_t m_fewestRepetitions = 0;  // and the fewest
 };
 
 }  // namespace bench

@@ -2,6 +2,7 @@
 
 #include <cctype>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <fstream>
 #include <iostream>
@@ -60,19 +61,25 @@ int32_t CountNewlines(std::istream& in, const String& file)
     bool cr = false;    // the line so far ends with CR
     auto tooLong = [&] { VELTRA_RAISE("Line ", total + 1, " of ", file, " is longer than 1023 bytes"); };
     while (in.read(buffer.data(), static_cast<std::streamsize>(buffer.size())) || in.gcount() > 0) {
-        const std::streamsize n = in.gcount();
-        for (std::streamsize i = 0; i < n; ++i) {
-            const char c = buffer[static_cast<size_t>(i)];
-            if (c == '\n') {
-                if (length - (cr ? 1 : 0) > kLongest) tooLong();
-                ++total;
-                length = 0;
-                cr = false;
-            } else if (++length > kLongest + 1) {
-                tooLong();
-            } else {
-                cr = c == '\r';
+        const char* at = buffer.data();
+        const char* const end = at + in.gcount();
+        while (at < end) {
+            const char* newline =
+                static_cast<const char*>(std::memchr(at, '\n', static_cast<size_t>(end - at)));
+            const char* stop = newline ? newline : end;
+            if (stop > at) {
+                length += static_cast<size_t>(stop - at);
+                cr = stop[-1] == '\r';
             }
+            if (!newline) {
+                if (length > kLongest + 1) tooLong();
+                break;
+            }
+            if (length - (cr ? 1 : 0) > kLongest) tooLong();
+            ++total;
+            length = 0;
+            cr = false;
+            at = newline + 1;
         }
     }
     if (length > kLongest) tooLong();

@@ -175,10 +175,11 @@ void String::ReadLine(std::istream& stream, String& line)
 
 void String::ReadLine(std::istream& stream, String& line, const String& file, int32_t number)
 {
-    // Room for 1023 bytes, a CR before the newline and the terminating zero, on the heap.
+    // Room for 1023 bytes, a CR before the newline and the terminating zero: one buffer per thread,
+    // off the stack, that the reading fills without clearing it first.
+    thread_local char buffer[1025];
     std::string& text = line.m_text;
-    text.resize(1025);
-    stream.getline(&text[0], static_cast<std::streamsize>(text.size()));
+    stream.getline(buffer, sizeof buffer);
     const bool found = !stream.fail() && !stream.eof();  // the newline was read and dropped
     size_t length = static_cast<size_t>(stream.gcount()) - (found ? 1 : 0);
     if (stream.bad() || (stream.fail() && !stream.eof() && length != 1024)) {
@@ -186,14 +187,14 @@ void String::ReadLine(std::istream& stream, String& line, const String& file, in
         if (file.Length() == 0) VELTRA_RAISE("Cannot read from input stream");
         VELTRA_RAISE("Cannot read file: ", file);
     }
-    if (found && length > 0 && text[length - 1] == '\r') --length;
+    if (found && length > 0 && buffer[length - 1] == '\r') --length;
     const bool tooLong = length > 1023;
-    text.resize(std::min<size_t>(length, 1023));
+    text.assign(buffer, std::min<size_t>(length, 1023));
     if (tooLong) {
         if (file.Length() == 0) VELTRA_RAISE("Line is longer than 1023 bytes");
         VELTRA_RAISE("Line ", number, " of ", file, " is longer than 1023 bytes");
     }
-    if (text.find('\0') != std::string::npos) {
+    if (std::memchr(buffer, '\0', text.size())) {
         if (file.Length() == 0) VELTRA_RAISE("Line holds a zero byte");
         VELTRA_RAISE("Line ", number, " of ", file, " holds a zero byte");
     }
