@@ -243,9 +243,8 @@ size_t CutFields(std::string_view line, std::string_view* fields)
     return count;
 }
 
-// Hands every line of `file` (its newline dropped; `ended` false for a last line without one) to
-// `each` until it answers false; a line still open after 1024 bytes is handed on at once, since it
-// is too long whatever follows. False when `each` stopped the reading.
+}  // namespace
+
 bool ForEachLine(std::FILE* file, const std::function<bool(std::string_view line, bool ended)>& each)
 {
     std::vector<char> block(1 << 16);
@@ -277,7 +276,13 @@ bool ForEachLine(std::FILE* file, const std::function<bool(std::string_view line
     return std::ferror(file) || pending.empty() || each(pending, false);
 }
 
-}  // namespace
+const char* RefusedLine(std::string_view& line, bool ended)
+{
+    if (ended && !line.empty() && line.back() == '\r') line.remove_suffix(1);
+    if (line.size() > 1023) return "the line is longer than 1023 bytes";
+    if (line.find('\0') != std::string_view::npos) return "the line holds a zero byte";
+    return nullptr;
+}
 
 bool JudgeFile(Evaluation& evaluation, const std::string& input, const char* command,
                const std::string& network)
@@ -297,12 +302,9 @@ bool JudgeFile(Evaluation& evaluation, const std::string& input, const char* com
                            static_cast<size_t>(std::min<uintmax_t>(size / 2, 1 << 24)));
     long number = 0;
     const char* problem = nullptr;
-    // One line, its newline dropped; a CR before the newline ends the line too.
     const bool ok = ForEachLine(file, [&](std::string_view line, bool ended) {
         ++number;
-        if (ended && !line.empty() && line.back() == '\r') line.remove_suffix(1);
-        if (line.size() > 1023) return (problem = "the line is longer than 1023 bytes"), false;
-        if (line.find('\0') != std::string_view::npos) return (problem = "the line holds a zero byte"), false;
+        if ((problem = RefusedLine(line, ended))) return false;
         if (line.compare(0, 7, ";TESTS\t") != 0) return true;
         std::string_view fields[3];
         if (CutFields(line, fields) < 3)

@@ -14,6 +14,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -127,6 +129,14 @@ private:
 // evaluation. Lines are read as the library reads them. On a line that cannot be judged it says
 // why on standard error ("veltra COMMAND: INPUT, line N: ..."), after the library's own message
 // when Analyze refused the line, and returns false.
+// Hands every line of `file` (its newline dropped; `ended` false for a last line without one) to
+// `each` until it answers false; a line still open after 1024 bytes is handed on at once, since it
+// is too long whatever follows. False when `each` stopped the reading.
+bool ForEachLine(std::FILE* file, const std::function<bool(std::string_view line, bool ended)>& each);
+// What the library's line reader refuses in `line`, or null: the line longer than 1023 bytes or
+// holding a zero byte. A CR before the newline (`ended`) is no part of the line and is cut off.
+const char* RefusedLine(std::string_view& line, bool ended);
+
 bool JudgeFile(Evaluation& evaluation, const std::string& input, const char* command,
                const std::string& network);
 

@@ -145,13 +145,12 @@ bool LineDidNotFit(const std::string& input, const std::string& output, const st
     if (text.empty() || text.back() != '\n' ||
         text.find("\n# Trained by BayesianEngine") != std::string::npos)
         return false;
-    std::ifstream in(input, std::ios::binary);
-    std::string line;
-    while (std::getline(in, line)) {
-        if (!line.empty() && line.back() == '\r') line.pop_back();
-        if (line.size() > 1023 || line.find('\0') != std::string::npos) return false;
-    }
-    return true;
+    std::FILE* in = std::fopen(input.c_str(), "rb");
+    if (!in) return false;
+    const bool fits =
+        ForEachLine(in, [](std::string_view line, bool ended) { return !RefusedLine(line, ended); });
+    std::fclose(in);
+    return fits;
 }
 
 std::string Counted(size_t n, const char* noun)
