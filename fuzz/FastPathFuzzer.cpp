@@ -1,15 +1,15 @@
 // Two engines, one with its fast paths switched off, take the same fuzzed calls and must answer
-// alike: every status, probability (to the bit), message and printed byte. The input is cut at
-// 0x01 bytes into pieces: a piece that begins with "H" or "#" is a description loaded into both
-// engines; any other piece is the test results of one field, classified through the host's entry
-// point, then asked state by state with verbose output (which shows what the caches hold), and
-// at the end all fields again as one batch file.
-#include <unistd.h>
-
+// alike: every status, probability (to the bit), message, printed byte, written file and count.
+// The input is cut at 0x01 bytes into pieces, each one call:
+// - "H..." or "#...": a description, loaded into both engines (reloads leave stale cache entries);
+// - "P<key> <value>": the probability of the key set to the value;
+// - "L<line>": a line of the sample and batch file;
+// - anything else: the test results of one field, classified through the host's entry point (into
+//   too few slots when the piece's length is 4 modulo 5) and into a table, then asked state by
+//   state for the level and the product with verbose output, which shows what the caches hold.
+// At the end both engines evaluate the batch file (the lines, then a line for every field) and
+// train the last description on the lines, by counts when one begins with "C(".
 #include <cstdio>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <sstream>
 #include <string>
@@ -22,32 +22,39 @@ using namespace veltra;
 
 namespace {
 
-// What a call did: its answer, its failure and everything it printed.
-struct Trace {
-    std::string answer;
-    std::string failure;
-    std::string printed;
-    bool operator==(const Trace& o) const
-    {
-        return answer == o.answer && failure == o.failure && printed == o.printed;
-    }
-};
-
-template <class Call>
-Trace Traced(FieldClassifier& engine, Call call)
+const fuzz::Scratch& Files()
 {
-    Trace trace;
+    static const fuzz::Scratch scratch;
+    return scratch;
+}
+
+// The file a call of `engine` writes: one for each engine.
+std::string OutputOf(const FieldClassifier& engine)
+{
+    return Files().Path(std::to_string(reinterpret_cast<uintptr_t>(&engine)).c_str());
+}
+
+// What a call answered or raised, everything it printed and the file it wrote (removed then),
+// with the date of training masked.
+template <class Call>
+std::string Traced(FieldClassifier& engine, Call call)
+{
     std::ostringstream printed;
     std::streambuf* out = std::cout.rdbuf(printed.rdbuf());
     std::streambuf* err = std::cerr.rdbuf(printed.rdbuf());
+    std::string trace;
     try {
-        trace.answer = call(engine);
+        trace = call(engine);
     } catch (TrapException& e) {
-        trace.failure = e.GetMessage();
+        trace = "raised " + e.GetMessage();
     }
     std::cout.rdbuf(out);
     std::cerr.rdbuf(err);
-    trace.printed = printed.str();
+    const std::string output = OutputOf(engine);
+    trace += "\nprinted " + printed.str() + "\nwrote " + fuzz::Scratch::Read(output);
+    std::remove(output.c_str());
+    const size_t date = trace.find("# Date of training: ");
+    if (date != std::string::npos) trace.replace(date + 20, 24, 24, '#');
     return trace;
 }
 
@@ -73,49 +80,67 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     FieldClassifier keyed, fast;
     keyed.SetFastPath(false);
     auto twins = [&](auto call) {
-        if (!(Traced(keyed, call) == Traced(fast, call))) fuzz::Fail("the fast path answered otherwise");
+        const std::string keyedTrace = Traced(keyed, call), fastTrace = Traced(fast, call);
+        if (keyedTrace != fastTrace)
+            fuzz::Fail("the fast path answered otherwise.\nkeyed: " + keyedTrace + "\nfast: " + fastTrace);
     };
-    std::string batch;
+    std::string network, lines, fields;
+    bool counts = false;
     for (const std::string& piece : pieces) {
-        if (!piece.empty() && (piece[0] == 'H' || piece[0] == '#')) {
+        const char kind = piece.empty() ? '\0' : piece[0];
+        if (kind == 'H' || kind == '#') {
+            network = piece;
             twins([&](FieldClassifier& e) { return e.GetNetwork().Load(piece), std::string(); });
             continue;
         }
-        batch += ";TESTS\tA\t" + piece + "\n";
+        if (kind == 'P') {
+            std::string key;
+            double value = 0.0;
+            std::istringstream(piece.substr(1)) >> key >> value;
+            twins(
+                [&](FieldClassifier& e) { return e.GetNetwork().SetProbability(key, value), std::string(); });
+            continue;
+        }
+        if (kind == 'L') {
+            counts = counts || piece.compare(1, 2, "C(") == 0;
+            lines += piece.substr(1) + "\n";
+            continue;
+        }
+        fields += ";TESTS\tA\t" + piece + "\n";
         const std::string results = piece.substr(0, piece.find('\0'));
+        AutoPtr<Vector<String>> stateKeys(keyed.GetNetwork().HasHypothesis()
+                                              ? keyed.GetNetwork().GetHypothesisKeys()
+                                              : Ptr<Vector<String>>(new Vector<String>()));
+        const int32_t states = stateKeys->Size();
+        const int32_t capacity = piece.size() % 5 == 4 ? states - 1 : 64;
         twins([&](FieldClassifier& e) {
-            char states[64];
-            double levels[64];
-            int32_t count = 64;
-            std::string answer = std::to_string(e.AnalyzeInto(results.c_str(), states, levels, &count));
-            for (int32_t i = 0; i < count && i < 64; ++i) answer += states[i] + Bits(levels[i]);
+            char names[64] = {};
+            double levels[64] = {};
+            int32_t count = capacity;
+            std::string answer = std::to_string(e.AnalyzeInto(results.c_str(), names, levels, &count));
+            for (int32_t i = 0; i < count && i < 64; ++i) answer += names[i] + Bits(levels[i]);
             return answer;
         });
-        if (!keyed.GetNetwork().HasHypothesis()) continue;
-        AutoPtr<Vector<String>> stateKeys(keyed.GetNetwork().GetHypothesisKeys());
+        twins([&](FieldClassifier& e) {
+            AutoPtr<DubiousDataList> table(e.Analyze(results, false));
+            Ptr<Vector<String>> keys = table->GetKeys();
+            std::string answer;
+            for (int32_t i = 0; i < keys->Size(); ++i)
+                answer += (*keys)[i].str() + Bits(table->Get((*keys)[i])->m_figure);
+            return answer;
+        });
         for (int32_t s = 0; s < stateKeys->Size(); ++s)
             twins([&](FieldClassifier& e) {
-                return Bits(e.GetNetwork().GetConfLevel((*stateKeys)[s], results, true));
+                return Bits(e.GetNetwork().GetConfLevel((*stateKeys)[s], results, true)) +
+                       Bits(e.GetNetwork().Product((*stateKeys)[s], results, true));
             });
     }
-    const std::filesystem::path dir = std::filesystem::temp_directory_path();
-    const std::string prefix = "veltra-fastpath-fuzz-" + std::to_string(getpid());
-    const std::string input = (dir / (prefix + "-input.txt")).string();
-    std::ofstream(input, std::ios::binary) << batch;
+    const std::string batch = Files().Write("batch.txt", lines + fields);
+    twins([&](FieldClassifier& e) { return e.AnalyzeFile(batch, OutputOf(e)), std::string(); });
+    const std::string networkFile = Files().Write("network.txt", network);
+    const std::string samples = Files().Write("samples.txt", lines);
     twins([&](FieldClassifier& e) {
-        const std::string output = (dir / (prefix + "-" + std::to_string(&e == &fast) + ".txt")).string();
-        std::string answer;
-        try {
-            e.AnalyzeFile(input, output);
-        } catch (TrapException&) {
-            answer = "raised\n";
-        }
-        std::ifstream in(output, std::ios::binary);
-        std::ostringstream text;
-        text << in.rdbuf();
-        std::remove(output.c_str());
-        return answer + text.str();
+        return e.Train(networkFile, samples, OutputOf(e), counts), std::string();
     });
-    std::remove(input.c_str());
     return 0;
 }
