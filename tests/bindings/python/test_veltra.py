@@ -5,13 +5,9 @@
 # its probability, or the call that failed. Stops at the first failed check, naming it.
 
 import struct
+from pathlib import Path
 
 import veltra
-
-
-def read(name):
-    with open(name) as file:
-        return file.read()
 
 
 def bits(number):
@@ -35,11 +31,11 @@ def classified(engine, results):
 trained = veltra.Engine()  # which Train reloads from what it wrote
 trained.train("network.txt", "train.txt", "retrained.net")
 loads = {"file": veltra.Engine.from_file, "training": lambda network: trained,
-         "text": lambda network: veltra.Engine.from_text(read(network))}
-for name, load in (line.split() for line in read("cases").splitlines()):
+         "text": lambda network: veltra.Engine.from_text(Path(network).read_text())}
+for name, load in (line.split() for line in Path("cases").read_text().splitlines()):
     with loads[load](name + ".net") as engine:
-        got = "".join(classified(engine, results) for results in read(name + ".in").splitlines())
-    assert got == read(name + ".expected"), (name, load)
+        got = "".join(classified(engine, results) for results in Path(name + ".in").read_text().splitlines())
+    assert got == Path(name + ".expected").read_text(), (name, load)
 
 with veltra.Engine.from_file("round.net") as engine, veltra.Engine.from_file("round.net") as closed:
     closed.close()  # and again at the end of the block: nothing happens
