@@ -1,107 +1,96 @@
 #!/usr/bin/env bash
 # The Python and C# bindings against the built library, and the two ways of spreading
 # classification over processes (a Dask cluster, GNU parallel) against one veltra process.
-# Usage: bindings_test.sh GROUP SOURCE_DIR LIBRARY REFERENCE_HOST VELTRA [PYTHON]
-#   GROUP: python, csharp, dask or parallel
+# Usage: bindings_test.sh TEST SOURCE_DIR LIBRARY REFERENCE_HOST VELTRA [PYTHON]
+#   TEST: bindings.python, bindings.csharp, scaleout.dask or scaleout.parallel
 set -u
-group=$1 source=$2 library=$3 reference=$4 veltra=$5 python=${6:-}
+group=${1#*.} source=$2 library=$3 reference=$4 veltra=$5 python=${6:-}
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 failures=0
 fail() { echo "FAIL $group: $*"; failures=$((failures + 1)); }
-export VELTRA_LIBRARY=$library VELTRA_REFERENCE=$reference VELTRA_SOURCE_DIR=$source
+export VELTRA_LIBRARY=$library PYTHONPATH=$source/bindings/python
 
 # interpreter MODULE PACKAGES: the first interpreter that imports MODULE, of the one the build
 # found, the one on PATH and Debian's (which its python3-* PACKAGES install for).
 interpreter() {
-    local candidate
-    for candidate in "$python" python3 /usr/bin/python3; do
-        [ -n "$candidate" ] && "$candidate" -c "import $1" 2>/dev/null && { echo "$candidate"; return 0; }
+    for candidate in "${python:-python3}" python3 /usr/bin/python3; do
+        "$candidate" -c "import $1" 2>/dev/null && { echo "$candidate"; return 0; }
     done
     echo "FAIL $group: no python3 imports $1 (Debian: $2)" >&2
     return 1
 }
 
-# Fields for the example's trained network, one per line: distinct results, a blank line, and
-# a line that does not fit every 5000 lines.
-fields() {
-    "$1" - "$2" <<'EOF'
-import random, sys
-values = ["nfma", "nshdcb", "smelx", "uldo", "ultm", "0123", "n2345", "yn"]
-generator = random.Random(11)
-for i in range(int(sys.argv[1])):
-    print("".join(generator.choice(v + "-") for v in values))
-    if i % 5000 == 7:
-        print("  \n.yyy")
-EOF
-}
-
 # same NAME EXPECTED GOT: the two files must be equal byte for byte.
 same() { cmp -s "$2" "$3" || { fail "$1: $3 differs from $2"; diff "$2" "$3" | head -5; }; }
 
-# The example's network, trained, as trained.txt.
-trained() { "$veltra" train "$source"/examples/fields/{network,train}.txt trained.txt >/dev/null || fail "training"; }
-
 cd "$work" || exit 1
+cp "$source"/examples/fields/{network,train,eval}.txt .
+"$veltra" train network.txt train.txt trained.net >/dev/null || fail "training"
+# Fields for the trained network, trained.in: the held-out file's test results, one per line, and
+# about every hundred fields a blank line and a line that does not fit.
+awk -F '\t' '/^;TESTS/ { print $3 } NR % 200 == 0 { print "  \n.yyy" }' eval.txt >trained.in
 
 case $group in
-python)
+python | csharp)
     py=$(interpreter ctypes python3) || exit 1
-    "$py" "$source/tests/bindings/python/test_veltra.py" -v || failures=$((failures + 1))
+    # many.net: 300 two-character states, more than the 256 a network of one-character states
+    # could have, priors rising with the index.
+    "$py" - >many.net <<'EOF'
+names = [chr(65 + i // 26) + chr(97 + i % 26) for i in range(300)]
+print('H = Many "%s"\nT = Even "x,y"' % ",".join(names))
+for i, name in enumerate(names):
+    print(f"P(H={name}) = {(i + 1) / 45150}\nP(T=x|H={name}) = {(i % 7 + 1) / 8}")
+    print(f"P(T=y|H={name}) = {(7 - i % 7) / 8}")
+EOF
+    printf '%s\n' x y - z >many.in
+    "$reference" many.net <many.in >many.expected || fail "ReferenceHost many.net"
+    "$reference" trained.net <trained.in >trained.expected || fail "ReferenceHost trained.net"
+    # How each binding loads NAME.net to answer NAME.in as NAME.expected says.
+    printf '%s\n' "many file" "many text" "trained training" >cases
+    # For failures and evaluations: a network of two states, and an input for it whose copied lines
+    # look like verdicts.
+    cp "$source/tests/cli/data/trained.txt" round.net
+    printf ';OK\td:1\n;TESTS\td\tyn\n;ERROR\tn:1\n;TESTS\tn\tyy\n;TESTS\tdn\t-.-\n' >decoy.txt
+    ;;&
+python)
+    "$py" "$source/tests/bindings/python/test_veltra.py" || fail "the Python binding"
     ;;
 csharp)
-    command -v mcs >/dev/null && command -v mono >/dev/null || { fail "needs mcs and mono (Debian: mono-mcs, mono-runtime)"; exit 1; }
     mcs -warnaserror -out:EngineTest.exe "$source/bindings/csharp/Veltra.cs" "$source/tests/bindings/csharp/EngineTest.cs" ||
-        { fail "compiling"; exit 1; }
+        { fail "compiling (Debian: mono-mcs, mono-runtime)"; exit 1; }
     # DllImport("Veltra") finds libVeltra.so through the library path.
-    LD_LIBRARY_PATH=$(dirname "$library")${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH} \
-        mono EngineTest.exe "$source" "$work" "$reference" >out.txt || failures=$((failures + 1))
-    tr -d '\b' <out.txt | grep -a -E 'FAILED|failed checks'
+    LD_LIBRARY_PATH=$(dirname "$library") mono EngineTest.exe >/dev/null || fail "the C# binding"
     ;;
 dask)
     py=$(interpreter dask.distributed "python3-dask python3-distributed") || exit 1
     program=$source/bindings/python/veltra_dask.py
-    trained
-    fields "$py" 12000 >results.txt
-    "$veltra" classify --tsv trained.txt <results.txt >single.tsv 2>/dev/null
-    single=$?
-    # Two worker processes, partitions small enough that each gets several.
-    "$py" "$program" --workers 2 --lines 1000 classify trained.txt results.txt >dask.tsv 2>dask.err
-    status=$?
-    [ "$single" = 1 ] && [ "$status" = 1 ] || fail "classify: exit status $status, one process $single"
+    # One process and two worker processes, in partitions small enough that each gets several: the
+    # same output, exit status and messages on the lines that do not fit.
+    "$veltra" classify --tsv trained.net <trained.in >single.tsv 2>single.err
+    echo "exit status $?" >>single.tsv
+    "$py" "$program" --workers 2 --lines 40 classify trained.net <trained.in >dask.tsv 2>dask.err
+    echo "exit status $?" >>dask.tsv
+    sed -n 's/^veltra classify/veltra_dask classify/p' single.err >>single.tsv
+    grep '^veltra_dask classify' dask.err >>dask.tsv
     same "classify" single.tsv dask.tsv
-    [ "$(grep -c '^veltra_dask classify: results.txt, line [0-9]*: "\.yyy" does not fit trained.txt$' dask.err)" = 3 ] ||
-        { fail "classify: the lines that do not fit"; cat dask.err; }
-    # The example's held-out file, and the same without its final newline, in partitions of 97 lines.
-    head -c -1 "$source/examples/fields/eval.txt" >unterminated.txt
-    for input in "$source/examples/fields/eval.txt" unterminated.txt; do
-        "$veltra" evaluate trained.txt "$input" single.txt >/dev/null || fail "evaluate $input in one process"
-        accuracy=$("$py" "$program" --workers 2 --lines 97 evaluate trained.txt "$input" dask.txt 2>dask.err) ||
-            { fail "evaluate $input"; cat dask.err; }
+    # The held-out file, and the same without its final newline, in partitions of 97 lines.
+    head -c -1 eval.txt >unterminated.txt
+    for input in eval.txt unterminated.txt; do
+        "$veltra" evaluate trained.net $input single.txt >/dev/null || fail "evaluate $input in one process"
+        accuracy=$("$py" "$program" --workers 2 --lines 97 evaluate trained.net $input dask.txt) ||
+            fail "evaluate $input"
         [ "$accuracy" = "Accuracy: 92.00 %" ] || fail "evaluate $input: $accuracy"
         same "evaluate $input" single.txt dask.txt
     done
     ;;
 parallel)
-    py=$(interpreter random python3) || exit 1
-    command -v parallel >/dev/null || { fail "needs GNU parallel (Debian: parallel)"; exit 1; }
-    trained
-    fields "$py" 12000 >results.txt
-    "$veltra" classify --tsv trained.txt <results.txt >single.tsv 2>/dev/null
-    # As the README gives it, then in blocks small enough for many processes.
-    parallel --pipe -k "$veltra" classify --tsv trained.txt <results.txt >parallel.tsv 2>/dev/null
-    same "parallel --pipe -k" single.tsv parallel.tsv
-    parallel --pipe -k --block 20k "$veltra" classify --tsv trained.txt <results.txt >blocks.tsv 2>/dev/null
-    same "parallel --pipe -k --block 20k" single.tsv blocks.tsv
-    # The README's split and xargs -P recipe.
-    split -n l/4 results.txt part.
-    ls part.?? | xargs -P 4 -I{} sh -c "'$veltra' classify --tsv trained.txt < {} > {}.tsv 2>/dev/null"
-    cat part.??.tsv >split.tsv
-    same "split and xargs -P" single.tsv split.tsv
+    "$veltra" classify --tsv trained.net <trained.in >single.tsv 2>/dev/null
+    # The README's recipe, in blocks small enough for several processes (each exits 1 on a line
+    # that does not fit).
+    parallel --pipe -k --block 1k "$veltra" classify --tsv trained.net <trained.in >parallel.tsv 2>/dev/null
+    same "parallel --pipe -k (Debian: parallel)" single.tsv parallel.tsv
     ;;
-*)
-    echo "unknown group $group" >&2
-    exit 2
-    ;;
+*) fail "unknown group $group" ;;
 esac
 [ "$failures" = 0 ]
