@@ -9,6 +9,9 @@ from pathlib import Path
 
 import veltra
 
+if not __debug__:
+    raise SystemExit("the checks are assertions: run without -O")
+
 
 def bits(number):
     return "%016x" % struct.unpack("<Q", struct.pack("<d", number))[0]
