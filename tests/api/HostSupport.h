@@ -62,12 +62,10 @@ inline bool SameText(const std::filesystem::path& written, const std::filesystem
     return Normalised(ReadFile(written)) == Normalised(ReadFile(expected));
 }
 
-// Runs `action` with file descriptor `fd` redirected into a scratch file of its own (so that
-// captures may nest); returns what was written.
+// Runs `action` with file descriptor `fd` redirected into a scratch file; returns what was written.
 inline std::string Capture(int fd, const std::function<void()>& action)
 {
-    static int captures = 0;
-    const std::string path = ScratchPath("capture-" + std::to_string(++captures));
+    const std::string path = ScratchPath("capture-" + std::to_string(fd));
     std::fflush(nullptr);
     const int saved = VELTRA_POSIX(dup)(fd);
     std::FILE* sink = std::fopen(path.c_str(), "wb");
