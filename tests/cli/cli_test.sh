@@ -38,12 +38,13 @@ run usage "option of another command" 1 "" $'veltra evaluate: unknown option --t
 run usage "option without its file" 1 "" $'veltra evaluate: --json needs a file name\n' "" evaluate trained.txt eval.txt out.txt --json
 
 # A failed run adds a line naming the sample file only when training stopped at a line of it;
-# for the library's refusals (here a missing input, an output that is an input, a line too long)
-# the library's own message is all.
+# for the library's refusals (a missing input, one that is no regular file, an output that is an
+# input, a line too long) the library's own message is all.
 run train "trains" 0 "*Line: 4 / 5"$'\nWARNING: found 0 count for state: Digits=y|H=n\nWARNING: found 0 count for state: Digits=n|H=d\nWARNING: found 0 count for state: Blank=n|H=n\nEnd of training.\nNumber of sample lists processed: 1\nTotal sample count: 4\n' "" "" train network.txt samples.txt out.txt
 run train "faulty network" 1 "" $'String: Digits does not contain: =\nveltra train: broken.txt is not a valid network description\n' "" train broken.txt samples.txt out.txt
 run train "faulty sample" 1 "*Line: 2 / 3" $'Expected 2 test results but got 3 Results:yyy\n\nveltra train: bad.txt: training stopped at a line that does not fit network.txt\n' "" train network.txt bad.txt out.txt
 run train "missing samples" 1 "" $'Cannot open file: missing.txt\n' "" train network.txt missing.txt out.txt
+run train "samples are a directory" 1 "" $'Not a regular file, cannot read it twice: .\n' "" train network.txt . out.txt
 run train "output is an input" 1 "" $'Output would overwrite an input file: ./samples.txt\n' "" train network.txt samples.txt ./samples.txt
 head -c 1100 /dev/zero | tr '\0' y >long.txt
 run train "sample line too long" 1 "" $'Line 1 of long.txt is longer than 1023 bytes\n' "" train network.txt long.txt out.txt
@@ -54,7 +55,6 @@ run classify "standard input" 0 "$human" "" $'yn\n\n  ny\r\n' classify trained.t
 run classify "tsv, full stops ignored" 0 $'y.y\td\t0.692308\tn\t0.307692\n--\td\t0.500000\tn\t0.500000\n' "" "" classify trained.txt --tsv -- y.y --
 run classify "bad line, others classified" 1 $'yn\td\t0.972973\tn\t0.027027\nny\tn\t0.972973\td\t0.027027\n' $'Expected 2 test results but got 3. Test results:\nyyy\nveltra classify: standard input, line 2: "yyy" does not fit trained.txt\n' $'yn\nyyy\nny\n' classify --tsv trained.txt
 run classify "bad argument" 1 "" $'Test: Blank does not contain state: Blank=x|H=d\nveltra classify: "yx" does not fit trained.txt\n' "" classify trained.txt yx
-# The same refusal serves evaluate and report.
 run classify "untrained network" 1 "" $'veltra classify: network.txt holds no probabilities; train it first\n' "" classify network.txt yn
 # Standard output that cannot be written, standard input that cannot be read: exit status 1.
 if in_group classify; then
@@ -82,6 +82,7 @@ run evaluate "evaluates" 0 "*"$'\n\nAccuracy: 66.67 %\n\n' "" "" evaluate traine
 run evaluate "report after the accuracy" 0 "*"$'\n\nAccuracy: 55.56 %\n\n'"${report%.}" "" "" evaluate --report --json evaluated.json kinds.txt labelled.txt out.txt
 ! in_group evaluate || same evaluated.json kinds-figures.json
 run evaluate "line that does not fit" 1 "*Line: 3 / 3" $'Expected 2 test results but got 3. Test results:\nyyy\nveltra evaluate: bad.txt, line 3: the line does not fit trained.txt\n' "" evaluate trained.txt bad.txt out.txt
+run evaluate "untrained network" 1 "" $'veltra evaluate: network.txt holds no probabilities; train it first\n' "" evaluate network.txt eval.txt out.txt
 run evaluate "output is the network" 1 "" $'veltra evaluate: the output trained.txt would overwrite the network\n' "" evaluate trained.txt eval.txt trained.txt
 # A file-size limit (its signal ignored) cuts the output within a line: the library's message is all.
 if in_group evaluate; then
@@ -94,6 +95,7 @@ run report "report without a judged copy" 0 "${report%.}" "" "" report --json fi
 ! in_group report || same figures.json kinds-figures.json
 # x is no state of trained.txt: a row of its own, and a log loss of -ln 1e-15.
 run report "expected state unknown" 0 "Report: 1 test lines, 0 right*"$'\nx           1    0\n*\nLog loss: 34.5388\n*' "" "" report trained.txt unknown.txt
+run report "untrained network" 1 "" $'veltra report: network.txt holds no probabilities; train it first\n' "" report network.txt eval.txt
 run report "line that does not fit" 1 "" $'Expected 2 test results but got 3. Test results:\nyyy\nveltra report: bad.txt, line 3: the line does not fit trained.txt\n' "" report trained.txt bad.txt
 run report "missing input" 1 "" $'veltra report: cannot open missing.txt\n' "" report trained.txt missing.txt
 run report "input is a directory" 1 "" $'veltra report: cannot read .\n' "" report trained.txt .
