@@ -7,8 +7,6 @@
 #include "HostSupport.h"
 #include "Veltra.h"
 
-extern "C" int32_t VeltraCreateAndDestroyFromC(void);  // HeaderIsC.c
-
 namespace {
 
 using Call = std::function<int32_t()>;
@@ -120,7 +118,6 @@ int main(int argc, char** argv)
     Expect("destroy both engines, then a null handle", 0, "", [&] {
         return DestroyBayesianEngine(&one) + DestroyBayesianEngine(&two) + DestroyBayesianEngine(&none);
     });
-    Expect("create and destroy from C", 0, "", [] { return VeltraCreateAndDestroyFromC(); });
     std::printf("ExportHost: %d failed checks\n", host::g_failures);
     return host::g_failures == 0 ? 0 : 1;
 }
