@@ -1,5 +1,5 @@
-// Shared by the export-level hosts: counted checks, and standard error (file descriptor 2, which
-// the library writes through) captured around one call.
+// Shared by the export-level hosts: counted checks, scratch files, and a file descriptor (1 or 2,
+// which the library writes through) captured around a call.
 #ifndef VELTRA_TESTS_API_HOSTSUPPORT_H
 #define VELTRA_TESTS_API_HOSTSUPPORT_H
 
@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <random>
 #include <sstream>
 #include <string>
@@ -36,55 +37,55 @@ inline void Check(bool ok, const std::string& what)
 inline std::string ReadFile(const std::filesystem::path& path)
 {
     std::ifstream in(path, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
+    return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
-// Runs `action` with file descriptor `fd` (1 or 2, which the library writes through) redirected
-// into a temporary file; returns what was written.
-inline std::string CaptureDescriptor(int fd, const std::function<void()>& action)
+// A path of this run's own in the temporary directory: hosts may run side by side.
+inline std::string ScratchPath(const std::string& name)
 {
-    // A file of its own for every capture, so that captures may nest.
-    static const std::string base = (std::filesystem::temp_directory_path() /
-                                     ("veltra-capture-" + std::to_string(std::random_device()())))
-                                        .string();
-    static int captures = 0;
-    const std::string path = base + "-" + std::to_string(++captures) + ".txt";
-    std::fflush(stdout);
-    std::fflush(stderr);
+    static const std::string run = std::to_string(std::random_device()());
+    return (std::filesystem::temp_directory_path() / ("veltra-" + run + "-" + name)).string();
+}
+
+// Text as the library means it on every platform: CR LF read as LF (the Windows library writes
+// text mode), and the date line of a trained file emptied.
+inline std::string Normalised(std::string text)
+{
+    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
+    const size_t date = text.find("# Date of training: ");
+    return date == std::string::npos ? text : text.erase(date, text.find('\n', date) - date);
+}
+
+// Whether the file `written` holds the text of the file `expected`, as Normalised reads them.
+inline bool SameText(const std::filesystem::path& written, const std::filesystem::path& expected)
+{
+    return Normalised(ReadFile(written)) == Normalised(ReadFile(expected));
+}
+
+// Runs `action` with file descriptor `fd` redirected into a scratch file; returns what was written.
+inline std::string Capture(int fd, const std::function<void()>& action)
+{
+    const std::string path = ScratchPath("capture-" + std::to_string(fd));
+    std::fflush(nullptr);
     const int saved = VELTRA_POSIX(dup)(fd);
     std::FILE* sink = std::fopen(path.c_str(), "wb");
-    if (saved < 0 || !sink) {
-        Check(false, "redirecting a standard stream");
-        action();
-        return "";
-    }
     VELTRA_POSIX(dup2)(VELTRA_POSIX(fileno)(sink), fd);
     action();
-    std::fflush(stdout);
-    std::fflush(stderr);
+    std::fflush(nullptr);
     VELTRA_POSIX(dup2)(saved, fd);
     VELTRA_POSIX(close)(saved);
     std::fclose(sink);
-    std::string text = ReadFile(path);
+    const std::string text = ReadFile(path);
     std::remove(path.c_str());
     return text;
 }
 
-inline std::string CaptureStderr(const std::function<void()>& action)
-{
-    return CaptureDescriptor(2, action);
-}
-
-// Runs an export call, which must return `status` and write exactly `err` to standard error (CR LF
-// read as LF: the Windows library writes text mode).
+// Runs an export call, which must return `status` and write exactly `err` to standard error.
 inline void Expect(const std::string& what, int32_t status, const std::string& err,
                    const std::function<int32_t()>& call)
 {
     int32_t got = -2;
-    std::string written = CaptureStderr([&] { got = call(); });
-    written.erase(std::remove(written.begin(), written.end(), '\r'), written.end());
+    const std::string written = Normalised(Capture(2, [&] { got = call(); }));
     Check(got == status && written == err, what + ": " + std::to_string(got) + " [" + written + "]");
 }
 

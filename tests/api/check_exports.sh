@@ -10,8 +10,5 @@ case $1 in
 esac
 expected=$(printf '%s\n' Analyze AnalyzeFile CreateBayesianEngine DestroyBayesianEngine \
   InitializeThruFile InitializeThruParam Train)
-if [ "$actual" != "$expected" ]; then
-  printf 'Exports of %s:\n%s\nexpected exactly:\n%s\n' "$1" "$actual" "$expected"
-  exit 1
-fi
-echo "$1 exports exactly the seven functions"
+[ "$actual" = "$expected" ] ||
+  { printf 'Exports of %s:\n%s\nexpected exactly:\n%s\n' "$1" "$actual" "$expected"; exit 1; }

@@ -8,10 +8,7 @@ set -euo pipefail
 cmake=$1 build=$2 source=$3 work=$4 mode=$5 cc=${6:-cc} cflags=${7:-} ldflags=${8:-}
 prefix=$work/prefix
 rm -rf "$work" && "$cmake" --install "$build" --prefix "$prefix" >/dev/null
-if [ "$mode" = windows ]; then
-    cd "$prefix" && ls bin/Veltra.dll lib/Veltra.lib include/Veltra.h bin/veltra.exe >/dev/null
-    exit
-fi
+[ "$mode" = native ] || exec ls "$prefix"/{bin/Veltra.dll,lib/Veltra.lib,include/Veltra.h,bin/veltra.exe} >/dev/null
 
 "$cmake" -S "$source/examples/host" -B "$work/host" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_C_COMPILER="$cc" -DCMAKE_C_FLAGS="$cflags" -DCMAKE_EXE_LINKER_FLAGS="$ldflags" >/dev/null
 "$cmake" --build "$work/host" >/dev/null
