@@ -27,7 +27,6 @@ const char* const kNetwork =
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     if (size == 0 || size > kMaxInput) return 0;
-    static const Scratch scratch;
     const std::string input(reinterpret_cast<const char*>(data), size);
     std::string network, file;
     SplitAtZero(data, size, network, file);
@@ -35,9 +34,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         network = kNetwork;
         file = input;
     }
-    const std::string inputPath = scratch.Write("input.txt", file);
-    const std::string outputPath = scratch.Path("output.txt");
-    scratch.Remove("output.txt");
+    const std::string inputPath = WriteScratch("input.txt", file);
+    const std::string outputPath = ScratchFile("output.txt");
+    std::remove(outputPath.c_str());
 
     BayesianEngineHandle engine = nullptr;
     if (CreateBayesianEngine(&engine) != 0 || !engine) Fail("CreateBayesianEngine failed");
@@ -45,12 +44,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
                 input);
     const Outcome run = Capture([&] { return AnalyzeFile(engine, inputPath.c_str(), outputPath.c_str()); });
     CheckStatus("AnalyzeFile", run, input);
-    if (Scratch::Read(inputPath) != file) Fail("AnalyzeFile changed its input file");
+    if (ReadWhole(inputPath) != file) Fail("AnalyzeFile changed its input file");
     if (run.status == 0) {
         const size_t at = run.out.find("Accuracy: ");
         if (at == std::string::npos) Fail("AnalyzeFile: no accuracy on standard output");
         const std::string accuracy = ";" + run.out.substr(at, run.out.find('\n', at) - at) + "\n";
-        const std::string written = Scratch::Read(outputPath);
+        const std::string written = ReadWhole(outputPath);
         const size_t last = written.rfind(";Accuracy: ");
         if (last == std::string::npos || written.compare(last, accuracy.size(), accuracy) != 0)
             Fail("AnalyzeFile: the written accuracy is not the printed one");

@@ -22,16 +22,10 @@ using namespace veltra;
 
 namespace {
 
-const fuzz::Scratch& Files()
-{
-    static const fuzz::Scratch scratch;
-    return scratch;
-}
-
 // The file a call of `engine` writes: one for each engine.
 std::string OutputOf(const FieldClassifier& engine)
 {
-    return Files().Path(std::to_string(reinterpret_cast<uintptr_t>(&engine)).c_str());
+    return fuzz::ScratchFile(std::to_string(reinterpret_cast<uintptr_t>(&engine)));
 }
 
 // What a call answered or raised, everything it printed and the file it wrote (removed then),
@@ -51,7 +45,7 @@ std::string Traced(FieldClassifier& engine, Call call)
     std::cout.rdbuf(out);
     std::cerr.rdbuf(err);
     const std::string output = OutputOf(engine);
-    trace += "\nprinted " + printed.str() + "\nwrote " + fuzz::Scratch::Read(output);
+    trace += "\nprinted " + printed.str() + "\nwrote " + fuzz::ReadWhole(output);
     std::remove(output.c_str());
     const size_t date = trace.find("# Date of training: ");
     if (date != std::string::npos) trace.replace(date + 20, 24, 24, '#');
@@ -135,10 +129,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
                        Bits(e.GetNetwork().Product((*stateKeys)[s], results, true));
             });
     }
-    const std::string batch = Files().Write("batch.txt", lines + fields);
+    const std::string batch = fuzz::WriteScratch("batch.txt", lines + fields);
     twins([&](FieldClassifier& e) { return e.AnalyzeFile(batch, OutputOf(e)), std::string(); });
-    const std::string networkFile = Files().Write("network.txt", network);
-    const std::string samples = Files().Write("samples.txt", lines);
+    const std::string networkFile = fuzz::WriteScratch("network.txt", network);
+    const std::string samples = fuzz::WriteScratch("samples.txt", lines);
     twins([&](FieldClassifier& e) {
         return e.Train(networkFile, samples, OutputOf(e), counts), std::string();
     });

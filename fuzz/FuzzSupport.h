@@ -132,50 +132,42 @@ inline Answer AnalyzeChecked(BayesianEngineHandle engine, const std::string& res
     return a;
 }
 
-// A directory of this process's own for the files handed to the exports; removed at exit.
-class Scratch {
-public:
-    Scratch()
-    {
-        m_dir = std::filesystem::temp_directory_path() / ("veltra-fuzz-" + std::to_string(getpid()));
-        std::filesystem::create_directories(m_dir);
-    }
-    ~Scratch()
-    {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_dir, ignored);
-    }
-    Scratch(const Scratch&) = delete;
-    Scratch& operator=(const Scratch&) = delete;
+// The path of the file `name` in a directory of this process's own, removed at exit.
+inline std::string ScratchFile(const std::string& name)
+{
+    struct Directory {
+        std::filesystem::path path =
+            std::filesystem::temp_directory_path() / ("veltra-fuzz-" + std::to_string(getpid()));
+        Directory() { std::filesystem::create_directories(path); }
+        ~Directory()
+        {
+            std::error_code ignored;
+            std::filesystem::remove_all(path, ignored);
+        }
+    };
+    static const Directory directory;
+    return (directory.path / name).string();
+}
 
-    std::string Path(const char* name) const { return (m_dir / name).string(); }
+// Writes `bytes` as the whole of the scratch file `name`, none there before, and returns its path.
+inline std::string WriteScratch(const std::string& name, const std::string& bytes)
+{
+    const std::string path = ScratchFile(name);
+    std::ofstream file(path, std::ios::binary | std::ios::trunc);
+    file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    file.close();
+    if (!file) Fail("cannot write " + path);
+    return path;
+}
 
-    // Writes `bytes` as the whole of the file `name` and returns its path.
-    std::string Write(const char* name, const std::string& bytes) const
-    {
-        const std::string path = Path(name);
-        std::ofstream file(path, std::ios::binary | std::ios::trunc);
-        file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        file.close();
-        if (!file) Fail("cannot write " + path);
-        return path;
-    }
-
-    // The whole of the file at `path`; `exists` tells whether it could be opened.
-    static std::string Read(const std::string& path, bool* exists = nullptr)
-    {
-        std::ifstream file(path, std::ios::binary);
-        if (exists) *exists = file.is_open();
-        std::ostringstream bytes;
-        if (file.is_open()) bytes << file.rdbuf();
-        return bytes.str();
-    }
-
-    void Remove(const char* name) const { std::remove(Path(name).c_str()); }
-
-private:
-    std::filesystem::path m_dir;
-};
+// The whole of the file at `path`, empty when it cannot be opened.
+inline std::string ReadWhole(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream bytes;
+    bytes << file.rdbuf();
+    return bytes.str();
+}
 
 // The input cut at its first zero byte: the text before it, and the rest (empty without one).
 inline void SplitAtZero(const uint8_t* data, size_t size, std::string& head, std::string& rest)

@@ -36,11 +36,10 @@ Answer AnalyzeAll(BayesianEngineHandle engine, const std::string& results, const
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     if (size == 0 || size > kMaxInput) return 0;
-    static const Scratch scratch;
     std::string description, results;
     SplitAtZero(data, size, description, results);
     const std::string input(reinterpret_cast<const char*>(data), size);
-    const std::string path = scratch.Write("network.txt", description);
+    const std::string path = WriteScratch("network.txt", description);
 
     BayesianEngineHandle text = nullptr, file = nullptr;
     if (CreateBayesianEngine(&text) != 0 || !text || CreateBayesianEngine(&file) != 0 || !file)
@@ -49,7 +48,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     CheckStatus("InitializeThruParam", fromText, input);
     const Outcome fromFile = Capture([&] { return InitializeThruFile(file, path.c_str()); });
     CheckStatus("InitializeThruFile", fromFile, input);
-    if (Scratch::Read(path) != description) Fail("InitializeThruFile changed its file");
+    if (ReadWhole(path) != description) Fail("InitializeThruFile changed its file");
 
     const Answer a = AnalyzeAll(text, results, description, input);
     const Answer b = AnalyzeAll(file, results, description, input);

@@ -50,7 +50,6 @@ std::vector<std::string> SampleFields(const std::string& samples)
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     if (size == 0 || size > kMaxInput) return 0;
-    static const Scratch scratch;
     const std::string input(reinterpret_cast<const char*>(data), size);
     std::string network, samples;
     SplitAtZero(data, size, network, samples);
@@ -59,10 +58,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         network = kNetwork;
         samples = input;
     }
-    const std::string networkPath = scratch.Write("network.txt", network);
-    const std::string samplesPath = scratch.Write("samples.txt", samples);
-    const std::string trainedPath = scratch.Path("trained.txt");
-    scratch.Remove("trained.txt");
+    const std::string networkPath = WriteScratch("network.txt", network);
+    const std::string samplesPath = WriteScratch("samples.txt", samples);
+    const std::string trainedPath = ScratchFile("trained.txt");
+    std::remove(trainedPath.c_str());
 
     std::vector<std::string> fields = SampleFields(samples);
     if (fixed) fields.push_back("--");
@@ -74,8 +73,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     const Outcome run =
         Capture([&] { return Train(engine, networkPath.c_str(), samplesPath.c_str(), trainedPath.c_str()); });
     CheckStatus("Train", run, input);
-    if (Scratch::Read(networkPath) != network) Fail("Train changed the network file");
-    if (Scratch::Read(samplesPath) != samples) Fail("Train changed the sample file");
+    if (ReadWhole(networkPath) != network) Fail("Train changed the network file");
+    if (ReadWhole(samplesPath) != samples) Fail("Train changed the sample file");
     if (run.status == 0) {
         if (run.out.find("\nTotal sample count: ") == std::string::npos)
             Fail("Train: no totals on standard output");
