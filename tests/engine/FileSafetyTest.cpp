@@ -21,7 +21,8 @@ const std::string kSamples =
 
 // A scratch directory with a network "n", samples "s" and a batch input "in", and what a careless
 // host may pass: a hard link to the samples, a pipe without writer (opening it would wait for
-// ever), and files whose fourth line holds a zero byte or is a byte too long.
+// ever: it is refused before it is opened), and files whose fourth line holds a zero byte or is a
+// byte too long.
 struct Files {
     TempDir dir;
     std::string network = dir.Write("n", kNetwork), samples = dir.Write("s", kSamples),
@@ -60,6 +61,7 @@ TEST(FileSafety, RefusedRunsNameTheFileAndKeepTheInputs)
         {"", "in", "./in", kOutputFile, "Output would overwrite an input file: ", ""},
         {"n", "s", "n", kOutputFile, "Output would overwrite an input file: ", ""},
         {"n", "s", "link", kOutputFile, "Output would overwrite an input file: ", ""},
+        {"n", ".", "o", kInputFile, "Not a regular file, cannot read it twice: ", ""},
         {"n", "fifo", "o", kInputFile, "Not a regular file, cannot read it twice: ", ""},
         {"", "/dev/zero", "o", kInputFile, "Not a regular file, cannot read it twice: ", ""},
         {"n", "s", "/dev/full", kOutputFile, "Not a regular file, cannot read it back: ", ""},

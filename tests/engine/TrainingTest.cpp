@@ -52,11 +52,13 @@ TEST(Training, SampleAndCountLines)
         {false, ";TESTS\n  \t# ;TESTS\ta\tys", "", ""},
         {false, ";TESTS\tab", "", "Wrong format in line:\n;TESTS\tab"},
         {false, ";TESTS\ta\tys\tn", "", "Wrong format in line:\n;TESTS\ta\tys\tn"},
+        {false, ";TESTS\ta\ty", "", "Expected 2 test results but got 1 Results:y\n"},
         {false, ";TESTS\ta\ty.s.n", "", "Expected 2 test results but got 3 Results:ysn\n"},
         {false, ";TESTS\ta\tyx", "H=a:1 Dig=y|H=a:1 H=a,Dig!=-:1", "Hashtable cannot find key: Len=x|H=a"},
         {true, "\t C(H=b,Dig!=-) = 2 \nC(Dig=n|H=b) = 2\n# C(H=a) = 7", "Dig=n|H=b:2 H=b,Dig!=-:2", ""},
         {true, "C(H=a) = 7\nC(H=b)=1", "H=a:7", "Wrong format for input line: C(H=b)=1"},
         {true, "X(H=a) = 7", "", "Wrong format for input line: X(H=a) = 7"},
+        {true, "C(H=a)  = 7", "", "Wrong format for input line: C(H=a)  = 7"},
         {true, "C(Dig=y|H=b) = 4", "Dig=y|H=b:4", "Count number for state: Dig=y|H=b should be 0"}};
     for (const auto& [counts, lines, nonZero, error] : rows) {
         SCOPED_TRACE(lines);
@@ -90,10 +92,8 @@ TEST(Training, ProbabilityFloorTakesFromTheLargestOfTheSameTestAndState)
 // sixty years, at a time that moves through the day, leap days included.
 TEST(Training, DateLineIsCtimesText)
 {
-    for (std::time_t time = 0; time < std::time_t{60} * 366 * 86400; time += 86400 + 3607) {
-        const char* expected = std::ctime(&time);
-        ASSERT_EQ(TrainingDate(time), expected ? expected : "\n") << time;
-    }
+    for (std::time_t time = 0; time < std::time_t{60} * 366 * 86400; time += 86400 + 3607)
+        ASSERT_EQ(TrainingDate(time), std::ctime(&time)) << time;
 }
 
 }  // namespace veltra::test

@@ -8,11 +8,8 @@ namespace veltra::test {
 TEST(InferenceCache, AnEntryIsItsJoinedText)
 {
     std::string thueMorse, complement;
-    for (int i = 0; i < 1024; ++i) {
-        const bool odd = __builtin_popcount(static_cast<unsigned>(i)) & 1;
-        thueMorse += odd ? 'b' : 'a';
-        complement += odd ? 'a' : 'b';
-    }
+    for (int i = 0; i < 1024; ++i) thueMorse += "ab"[__builtin_popcount(static_cast<unsigned>(i)) & 1];
+    for (const char c : thueMorse) complement += c == 'a' ? 'b' : 'a';
     const auto key = &InferenceCache::MakeKey;
     ASSERT_EQ(key("H=", thueMorse).hash, key("H=", complement).hash);
     InferenceCache cache;

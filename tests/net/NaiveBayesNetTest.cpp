@@ -87,7 +87,8 @@ TEST(NaiveBayesNet, ReaderAndValidateChecks)
 // Inference on kFields: the failures of a level. A product is cached until the product cache is
 // found full at a store (the 98th), which empties it; a cached product prints nothing in verbose
 // mode, and only the first two characters are read (the rest makes the keys differ). Both caches
-// outlive a reload, so a level comes back stale. A zero product answers 0 outright, also when every
+// outlive a reload, so a level comes back stale; a level never asked for is the new network's. A
+// zero product answers 0 outright, also when every
 // product is 0.
 TEST(NaiveBayesNet, InferenceFailuresCachesAndZeroProducts)
 {
@@ -111,10 +112,11 @@ TEST(NaiveBayesNet, InferenceFailuresCachesAndZeroProducts)
     net.GetConfLevel("H=x", "d-", false);
     net.Load(kFields + "P(H=x) = 0.6\nP(H=y) = 0.4\n");
     EXPECT_EQ(test::Run([&] { net.GetConfLevel("H=x", "d-", true); }).out, "H=x  confLevel = 0.7\n");
+    EXPECT_NEAR(net.GetConfLevel("H=x", "n-", false), 0.18 / (0.18 + 0.32), 1e-12);  // never asked: new
     net.SetProbability("H=x", 0.0);
     net.SetProbability("H=y", 0.0);
     EXPECT_EQ(net.GetConfLevel("H=y", "-s", false), 0.0);
-    EXPECT_EQ(net.GetConfLevel("H=x", "n-", true), 0.0);
+    EXPECT_EQ(net.GetConfLevel("H=x", "ns", true), 0.0);
 }
 
 }  // namespace veltra::test

@@ -13,7 +13,8 @@ TEST(Ptr, LastPtrToALivingHeapObjectReportsALeak)
     EXPECT_EQ(test::Run([&] { Ptr<SmartObject> last(object); }).err, leak);
     EXPECT_EQ(object->GetProxy(), nullptr);
     Ptr<Long> only(object);
-    EXPECT_EQ(test::Run([&] { only = object; }).err, leak);
+    const Ptr<Long>& same = only;
+    EXPECT_EQ(test::Run([&] { only = same; }).err, leak);
     EXPECT_EQ(only.GetProxy()->m_count, 1);
     delete object;
 }

@@ -1,3 +1,6 @@
+// The rules of String that the readers rely on: canonical integers, and both ways of cutting
+// tokens. (Its failures: the table in TrapExceptionTest; reading lines: FileSafety, whose runs read
+// the longest lines and refuse longer ones.)
 #include <cstdint>
 #include <utility>
 
