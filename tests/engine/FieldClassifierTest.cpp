@@ -1,30 +1,95 @@
-#include <sstream>
-#include <string>
+// The engine's ranking of the states for one line of results and the sort it relies on, and batch
+// evaluation with the checked-in trained network: the written file and the console, the accuracy
+// of no test lines, and lines that end a run. (Files that cannot be opened: FileSafety.)
+#include <gmock/gmock.h>
+
 #include <utility>
 
 #include "engine/FieldClassifier.h"
 #include "tests/support/TestSupport.h"
 
 namespace veltra::test {
-namespace {
 
-TEST(FieldClassifier, MostProbableFirstFromTheFileOrItsText)
+// Evaluates `in`, written to a file: the run and the output file.
+static std::pair<Outcome, std::string> Evaluate(const std::string& in)
 {
-    const std::string path = DataDir() + "/three-states.net";
-    FieldClassifier text, file;
-    text.GetNetwork().Load(ReadFile(path));
-    EXPECT_TRUE(RaisesExactly([&] { file.Analyze("ab-c", false); }, "Network has not been initialized yet"));
-    file.InitializeThruFile(path);
-    // Full stops are removed; standard error stays empty (no failure, no "Memory leak detected!").
-    for (FieldClassifier* engine : {&text, &file}) {
-        std::string ranking;
-        auto classify = [&](const char* results) {
-            ranking += Entries(*AutoPtr<DubiousDataList>(engine->Analyze(results, false)));
-        };
-        EXPECT_EQ(test::Run([&] { classify("..a.b.-c."), classify("ab-b"); }).err, "");
-        EXPECT_EQ(ranking, "[x 0.75][z 0.2][y 0.05][y 0.383333][x 0.333333][z 0.283333]");
+    FieldClassifier engine;
+    engine.InitializeThruFile(VELTRA_TEST_DATA_DIR "/training/expected-trained.txt");
+    TempDir dir;
+    // Braced initialisers run in order: the evaluation, then reading its file.
+    return {test::Run([&] { engine.AnalyzeFile(dir.Write("i", in), dir.File("o")); }),
+            ReadFile(dir.File("o"))};
+}
+
+// The input with LF or CR LF line ends. Nothing on standard error; nine counter steps and the
+// accuracy on standard output.
+TEST(BatchEvaluation, WritesResultLinesAndAccuracy)
+{
+    for (const std::string end : {"\n", "\r\n"}) {
+        std::string input = ReadFile(VELTRA_TEST_DATA_DIR "/batch/input.txt");
+        for (size_t at = 0; (at = input.find('\n', at)) != std::string::npos; at += end.size())
+            input.replace(at, 1, end);
+        auto [outcome, output] = Evaluate(input);
+        EXPECT_EQ(output, ReadFile(VELTRA_TEST_DATA_DIR "/batch/expected-output.txt"));
+        EXPECT_EQ(outcome.err + outcome.out, ReadFile(VELTRA_TEST_DATA_DIR "/batch/expected-stdout.txt"));
+    }
+    // No test lines: zero over zero, not a number, printed as the platform prints it.
+    EXPECT_THAT(Evaluate("# none\n\n;TESTS\n").second,
+                ::testing::MatchesRegex("# none\n\n;TESTS\n\n\n\n;Accuracy: -?nan %\n\n"));
+}
+
+TEST(BatchEvaluation, FailuresEndTheRunKeepingWhatWasWritten)
+{
+    const std::string head = ";TESTS\ta\tys\n";
+    const char* rows[][2] = {{";TESTS\ta\tysn", "Expected 2 test results but got 3. Test results:\nysn\n"},
+                             {";TESTS\ta", "Wrong format in line:\n;TESTS\ta\n"}};
+    for (const auto& [line, error] : rows) {
+        auto [outcome, output] = Evaluate(head + line + "\n;TESTS\tb\tnm\n");
+        EXPECT_EQ(outcome.err, error);
+        EXPECT_EQ(output, head + ";OK\ta:0.7344  b:0.1838  c:0.08184  \n" + line + "\n");
     }
 }
 
-}  // namespace
+// The entries of a ranking in index order: "[x 0.75][z 0.2]".
+static std::string Entries(DubiousDataList& list)
+{
+    std::ostringstream out;
+    auto keys = list.GetKeys();
+    for (int i = 0; i < keys->Size(); ++i)
+        out << "[" << (*keys)[i].str() << " " << list.Get((*keys)[i])->m_figure << "]";
+    return out.str();
+}
+
+// Full stops are removed; standard error stays empty (no failure, no "Memory leak detected!").
+TEST(FieldClassifier, MostProbableFirst)
+{
+    FieldClassifier engine;
+    EXPECT_TRUE(
+        RaisesExactly([&] { engine.Analyze("ab-c", false); }, "Network has not been initialized yet"));
+    engine.InitializeThruFile(VELTRA_TEST_DATA_DIR "/three-states.net");
+    std::string ranking;
+    const auto rank = [&](const char* results) {
+        ranking += Entries(*AutoPtr<DubiousDataList>(engine.Analyze(results, false)));
+    };
+    EXPECT_EQ(test::Run([&] { rank("..a.b.-c."), rank("ab-b"); }).err, "");
+    EXPECT_EQ(ranking, "[x 0.75][z 0.2][y 0.05][y 0.383333][x 0.333333][z 0.283333]");
+}
+
+TEST(DubiousData, SortByDecreasingFigureOnlyWhenEveryKeyIsItsValue)
+{
+    DubiousDataList list;
+    list.m_deleteItems = true;
+    for (const auto& [value, figure] : {std::pair("A", 0.2), std::pair("B", 0.7), std::pair("C", 0.7),
+                                        std::pair("D", 0.1), std::pair("E", 0.9)})
+        list.Add(value, Ptr<DubiousData>(NewObject<DubiousData>(value, figure)));
+    list.Get("E")->m_value = "F";
+    EXPECT_TRUE(RaisesExactly(
+        [&] { SortDubiousDataList(list); },
+        "In DubiousDataLists, every key must be identical to item's value.\nKey:   >E<\nValue: >F<"));
+    EXPECT_EQ(Entries(list), "[A 0.2][B 0.7][C 0.7][D 0.1][E 0.9]");  // unchanged
+    list.Get("E")->m_value = "E";
+    EXPECT_EQ(test::Run([&] { SortDubiousDataList(list); }).err, "");
+    EXPECT_EQ(Entries(list), "[E 0.9][B 0.7][C 0.7][A 0.2][D 0.1]");  // equal figures keep their order
+}
+
 }  // namespace veltra::test

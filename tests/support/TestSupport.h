@@ -1,12 +1,18 @@
 // Shared helpers of the unit tests: capturing the standard streams, temporary files, and the
-// "raised TrapException and printed exactly this, once" check.
+// "raised TrapException and printed exactly this, once" check. Header only, and it brings the
+// standard headers the tests use with it.
 #ifndef VELTRA_TESTS_SUPPORT_TESTSUPPORT_H
 #define VELTRA_TESTS_SUPPORT_TESTSUPPORT_H
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <functional>
 #include <iostream>
+#include <iterator>
 #include <sstream>
 #include <string>
 
@@ -14,96 +20,78 @@
 
 namespace veltra::test {
 
-// Redirects a standard stream (std::cerr or std::cout) into a buffer while alive.
-class StreamCapture {
-public:
-    explicit StreamCapture(std::ostream& stream) : m_stream(stream), m_old(stream.rdbuf(m_buffer.rdbuf())) {}
-    ~StreamCapture() { m_stream.rdbuf(m_old); }
-    StreamCapture(const StreamCapture&) = delete;
-    StreamCapture& operator=(const StreamCapture&) = delete;
-    std::string Text() const { return m_buffer.str(); }
-
-private:
-    std::ostream& m_stream;
-    std::ostringstream m_buffer;
-    std::streambuf* m_old;
-};
-
 // What running `action` did: whether it raised a TrapException, its message, and what it wrote.
 struct Outcome {
     bool raised = false;
-    std::string message;
-    std::string err;
-    std::string out;
+    std::string message, err, out;
 };
-Outcome Run(const std::function<void()>& action);
+
+// Redirects a standard stream (std::cerr or std::cout) into `text` while alive.
+struct Capture {
+    std::ostream& stream;
+    std::ostringstream text{};
+    std::streambuf* old = stream.rdbuf(text.rdbuf());
+    ~Capture() { stream.rdbuf(old); }
+};
+
+inline Outcome Run(const std::function<void()>& action)
+{
+    Capture err{std::cerr}, out{std::cout};
+    try {
+        action();
+        return {false, "", err.text.str(), out.text.str()};
+    } catch (TrapException& e) {
+        return {true, e.GetMessage(), err.text.str(), out.text.str()};
+    }
+}
 
 // Asserts that `action` raised a TrapException with message `message`, and wrote exactly
 // `message` and a line end to standard error (once).
-::testing::AssertionResult RaisesExactly(const std::function<void()>& action, const std::string& message);
-
-// A row of a unit's failure table: a call and the exact message it must raise.
-struct Failure {
-    void (*call)();
-    const char* message;
-};
-// Checks every row with RaisesExactly; a failing row is named by its message.
-template <size_t N>
-void ExpectFailures(const Failure (&rows)[N])
+inline ::testing::AssertionResult RaisesExactly(const std::function<void()>& action,
+                                                const std::string& message)
 {
-    for (const Failure& row : rows) EXPECT_TRUE(RaisesExactly(row.call, row.message)) << row.message;
-}
-// Checks the raised message of every row only: for messages holding a double, which standard
-// error shows in the stream's format and the message with "%lf".
-template <size_t N>
-void ExpectFailureMessages(const Failure (&rows)[N])
-{
-    for (const Failure& row : rows) EXPECT_EQ(Run(row.call).message, row.message);
+    const Outcome outcome = Run(action);
+    if (outcome.raised && outcome.message == message && outcome.err == message + "\n")
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << "raised " << outcome.raised << " [" << outcome.message
+                                         << "], stderr [" << outcome.err << "], want [" << message << "]";
 }
 
 // A fresh temporary directory for one test, removed with everything in it when the object goes.
 class TempDir {
 public:
-    TempDir();
-    ~TempDir();
+    TempDir() { EXPECT_NE(mkdtemp(m_path.data()), nullptr) << m_path; }
+    ~TempDir() { std::filesystem::remove_all(m_path, m_removeError); }
     TempDir(const TempDir&) = delete;
     TempDir& operator=(const TempDir&) = delete;
-    const std::string& Path() const { return m_path; }
     // Path of `name` inside the directory.
     std::string File(const std::string& name) const { return m_path + "/" + name; }
     // Writes `content` byte for byte to `name` and returns its path.
-    std::string Write(const std::string& name, const std::string& content) const;
+    std::string Write(const std::string& name, const std::string& content) const
+    {
+        std::ofstream(File(name), std::ios::binary) << content;
+        return File(name);
+    }
 
 private:
-    std::string m_path;
+    std::string m_path = (std::filesystem::temp_directory_path() / "veltra-test-XXXXXX").string();
+    std::error_code m_removeError;  // ignored: what cannot be removed stays behind
 };
 
-// The items of a Vector<String> (or anything with Size() and [i].str()), each in brackets: "[a][][b]".
-template <class Items>
-std::string Joined(const Items& items)
+// The whole file, byte for byte; "" when it cannot be opened.
+inline std::string ReadFile(const std::string& path)
 {
-    std::string text;
-    for (int i = 0; i < items.Size(); ++i) text += "[" + items[i].str() + "]";
+    std::ifstream in(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// A double's exact value, readable ("%a"): equal texts are equal bits, -0 and NaN included.
+inline std::string Bits(double value)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "%a", value);
     return text;
 }
-
-// The entries of a result list (a table of Ptrs to value-and-figure pairs) in index order:
-// "[x 0.75][z 0.2]".
-template <class List>
-std::string Entries(List& list)
-{
-    std::ostringstream out;
-    auto keys = list.GetKeys();
-    for (int i = 0; i < keys->Size(); ++i)
-        out << "[" << (*keys)[i].str() << " " << list.Get((*keys)[i])->m_figure << "]";
-    return out.str();
-}
-
-std::string ReadFile(const std::string& path);
-// A double's exact value, readable ("%a"): equal texts are equal bits, -0 and NaN included.
-std::string Bits(double value);
-// The directory of checked-in test data (tests/data).
-std::string DataDir();
 
 }  // namespace veltra::test
 
