@@ -29,11 +29,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (size == 0 || size > kMaxInput) return 0;
     const std::string input(reinterpret_cast<const char*>(data), size);
     std::string network, file;
-    SplitAtZero(data, size, network, file);
-    if (input.find('\0') == std::string::npos) {
-        network = kNetwork;
-        file = input;
-    }
+    SplitAtZero(data, size, network, file, kNetwork);
     const std::string inputPath = WriteScratch("input.txt", file);
     const std::string outputPath = ScratchFile("output.txt");
     std::remove(outputPath.c_str());

@@ -169,13 +169,22 @@ inline std::string ReadWhole(const std::string& path)
     return bytes.str();
 }
 
-// The input cut at its first zero byte: the text before it, and the rest (empty without one).
-inline void SplitAtZero(const uint8_t* data, size_t size, std::string& head, std::string& rest)
+// The input cut at its first zero byte: the text before it, and the rest. Without a zero byte the
+// head is `fixedHead` and the rest the whole input, or, with no `fixedHead`, the head is the whole
+// input and the rest empty. Tells whether there was a zero byte.
+inline bool SplitAtZero(const uint8_t* data, size_t size, std::string& head, std::string& rest,
+                        const char* fixedHead = nullptr)
 {
     const std::string all(reinterpret_cast<const char*>(data), size);
     const size_t zero = all.find('\0');
+    if (zero == std::string::npos && fixedHead) {
+        head = fixedHead;
+        rest = all;
+        return false;
+    }
     head = all.substr(0, zero);
     rest = zero == std::string::npos ? std::string() : all.substr(zero + 1);
+    return zero != std::string::npos;
 }
 
 }  // namespace veltra::fuzz

@@ -52,12 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (size == 0 || size > kMaxInput) return 0;
     const std::string input(reinterpret_cast<const char*>(data), size);
     std::string network, samples;
-    SplitAtZero(data, size, network, samples);
-    const bool fixed = input.find('\0') == std::string::npos;
-    if (fixed) {
-        network = kNetwork;
-        samples = input;
-    }
+    const bool fixed = !SplitAtZero(data, size, network, samples, kNetwork);
     const std::string networkPath = WriteScratch("network.txt", network);
     const std::string samplesPath = WriteScratch("samples.txt", samples);
     const std::string trainedPath = ScratchFile("trained.txt");
