@@ -69,15 +69,14 @@ void ExpectBatchNumbers(BayesianEngineHandle engine)
             expected << categories[i] << ":" << (probabilities[i] < 0.001 ? 0.0 : probabilities[i]) << "  ";
         expected << "\n";
     }
-    const std::string in = host::ScratchPath("batch-in.txt"), out = host::ScratchPath("batch-out.txt");
-    std::ofstream(in, std::ios::binary) << input;
+    const std::string in = host::Scratch().Write("batch-in.txt", input),
+                      out = host::Scratch().File("batch-out.txt");
     host::Capture(1, [&] { host::Check(AnalyzeFile(engine, in.c_str(), out.c_str()) == 0, "evaluate"); });
     // Line by line until the expected lines end or one differs.
     std::istringstream written(host::Normalised(host::ReadFile(out))), wanted(expected.str());
     std::string got, want;
     while (std::getline(wanted, want) && std::getline(written, got) && got == want) continue;
     host::Check(!wanted, "batch output line\n  got:  " + got + "\n  want: " + want);
-    for (const std::string& file : {in, out}) std::remove(file.c_str());
 }
 
 }  // namespace

@@ -1,18 +1,15 @@
-// Shared by the export-level hosts: counted checks, scratch files, and a file descriptor (1 or 2,
-// which the library writes through) captured around a call.
+// Shared by the export-level hosts: counted checks, a scratch directory, and a file descriptor (1
+// or 2, which the library writes through) captured around a call.
 #ifndef VELTRA_TESTS_API_HOSTSUPPORT_H
 #define VELTRA_TESTS_API_HOSTSUPPORT_H
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
-#include <random>
-#include <sstream>
 #include <string>
+
+#include "../support/Files.h"
 
 #if defined(_WIN32)
 #  include <io.h>
@@ -34,17 +31,13 @@ inline void Check(bool ok, const std::string& what)
     ++g_failures;
 }
 
-inline std::string ReadFile(const std::filesystem::path& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-}
+using veltra::test::ReadFile;
 
-// A path of this run's own in the temporary directory: hosts may run side by side.
-inline std::string ScratchPath(const std::string& name)
+// The run's scratch directory, removed at exit.
+inline const veltra::test::TempDir& Scratch()
 {
-    static const std::string run = std::to_string(std::random_device()());
-    return (std::filesystem::temp_directory_path() / ("veltra-" + run + "-" + name)).string();
+    static const veltra::test::TempDir directory;
+    return directory;
 }
 
 // Text as the library means it on every platform: CR LF read as LF (the Windows library writes
@@ -57,7 +50,7 @@ inline std::string Normalised(std::string text)
 }
 
 // Whether the file `written` holds the text of the file `expected`, as Normalised reads them.
-inline bool SameText(const std::filesystem::path& written, const std::filesystem::path& expected)
+inline bool SameText(const std::string& written, const std::string& expected)
 {
     return Normalised(ReadFile(written)) == Normalised(ReadFile(expected));
 }
@@ -65,7 +58,7 @@ inline bool SameText(const std::filesystem::path& written, const std::filesystem
 // Runs `action` with file descriptor `fd` redirected into a scratch file; returns what was written.
 inline std::string Capture(int fd, const std::function<void()>& action)
 {
-    const std::string path = ScratchPath("capture-" + std::to_string(fd));
+    const std::string path = Scratch().File("capture-" + std::to_string(fd));
     std::fflush(nullptr);
     const int saved = VELTRA_POSIX(dup)(fd);
     std::FILE* sink = std::fopen(path.c_str(), "wb");

@@ -58,23 +58,22 @@ std::string RunJob(const std::string& data, const std::string& out)
 int main(int argc, char** argv)
 {
     const std::string data = argc > 1 ? argv[1] : ".";
-    const std::filesystem::path dir = host::ScratchPath("threads");
-    std::filesystem::create_directories(dir);
-    const std::string alone = RunJob(data, (dir / "alone").string());
+    const veltra::test::TempDir dir;
+    const std::string alone = RunJob(data, dir.File("alone"));
     std::vector<std::string> jobs(kThreads * kRounds);
     std::vector<std::thread> threads;
     for (int t = 0; t < kThreads; ++t)
         threads.emplace_back([&, t] {
             for (int r = 0; r < kRounds; ++r)
-                jobs[t * kRounds + r] = RunJob(data, (dir / std::to_string(t * kRounds + r)).string());
+                jobs[t * kRounds + r] = RunJob(data, dir.File(std::to_string(t * kRounds + r)));
         });
     for (std::thread& thread : threads) thread.join();
 
-    host::Check(host::SameText(dir / "alone.net", data + "/training/expected-trained.txt"), "trained file");
-    host::Check(host::SameText(dir / "alone.txt", data + "/batch/expected-output.txt"), "batch output");
+    host::Check(host::SameText(dir.File("alone.net"), data + "/training/expected-trained.txt"),
+                "trained file");
+    host::Check(host::SameText(dir.File("alone.txt"), data + "/batch/expected-output.txt"), "batch output");
     for (size_t j = 0; j < jobs.size(); ++j)
         host::Check(jobs[j] == alone, "job " + std::to_string(j) + ": not what the job gave alone");
-    std::filesystem::remove_all(dir);
     std::printf("ThreadsHost: %d failed checks\n", host::g_failures);
     return host::g_failures == 0 ? 0 : 1;
 }
