@@ -25,7 +25,7 @@ namespace {
 // The file a call of `engine` writes: one for each engine.
 std::string OutputOf(const FieldClassifier& engine)
 {
-    return fuzz::ScratchFile(std::to_string(reinterpret_cast<uintptr_t>(&engine)));
+    return fuzz::Scratch().File(std::to_string(reinterpret_cast<uintptr_t>(&engine)));
 }
 
 // What a call answered or raised, everything it printed and the file it wrote (removed then),
@@ -45,18 +45,17 @@ std::string Traced(FieldClassifier& engine, Call call)
     std::cout.rdbuf(out);
     std::cerr.rdbuf(err);
     const std::string output = OutputOf(engine);
-    trace += "\nprinted " + printed.str() + "\nwrote " + fuzz::ReadWhole(output);
+    trace += "\nprinted " + printed.str() + "\nwrote " + fuzz::ReadFile(output);
     std::remove(output.c_str());
     const size_t date = trace.find("# Date of training: ");
     if (date != std::string::npos) trace.replace(date + 20, 24, 24, '#');
     return trace;
 }
 
+// A double's bits and a blank.
 std::string Bits(double value)
 {
-    char text[64];
-    std::snprintf(text, sizeof text, "%a ", value);
-    return text;
+    return fuzz::Bits(value) + " ";
 }
 
 }  // namespace
@@ -129,10 +128,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
                        Bits(e.GetNetwork().Product((*stateKeys)[s], results, true));
             });
     }
-    const std::string batch = fuzz::WriteScratch("batch.txt", lines + fields);
+    const std::string batch = fuzz::Scratch().Write("batch.txt", lines + fields);
     twins([&](FieldClassifier& e) { return e.AnalyzeFile(batch, OutputOf(e)), std::string(); });
-    const std::string networkFile = fuzz::WriteScratch("network.txt", network);
-    const std::string samples = fuzz::WriteScratch("samples.txt", lines);
+    const std::string networkFile = fuzz::Scratch().Write("network.txt", network);
+    const std::string samples = fuzz::Scratch().Write("samples.txt", lines);
     twins([&](FieldClassifier& e) {
         return e.Train(networkFile, samples, OutputOf(e), counts), std::string();
     });

@@ -1,38 +1,54 @@
 // Shared by the fuzz targets: the size bound, a broken contract turned into a crash, the output of
-// one call captured, the checks every export's outcome must pass, and the temporary files through
-// which the file readers get their fuzzed contents.
+// one call captured, the checks every export's outcome must pass, the scratch files through which
+// the file readers get their fuzzed contents, and the fixed network of the targets that need one.
 #ifndef VELTRA_FUZZ_FUZZSUPPORT_H
 #define VELTRA_FUZZ_FUZZSUPPORT_H
-
-#include <unistd.h>
 
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iostream>
-#include <sstream>
 #include <string>
-#include <system_error>
 #include <vector>
 
 #include "api/Veltra.h"
+#include "tests/support/Files.h"
 
 namespace veltra::fuzz {
 
-// Inputs above this size are skipped: descriptions, result strings and the files are short by nature.
-constexpr size_t kMaxInput = 64 * 1024;
+using test::Bits;
+using test::ReadFile;
+
+// Inputs above this size are skipped: descriptions, result strings and the files are short by
+// nature, and the largest corpus input, a network of 1024 tests, takes 100 KiB.
+constexpr size_t kMaxInput = 128 * 1024;
+
+// The tests of the fixed network, three states and two tests, and then its probabilities.
+const char* const kFixedTests =
+    "H = Category \"a,b,c\"\n"
+    "Dig = Has digits \"y,n\"\n"
+    "Len = Length class \"s,m,l\"\n";
+const char* const kFixedProbabilities =
+    "P(H=a) = 0.5\nP(H=b) = 0.3\nP(H=c) = 0.2\n"
+    "P(Dig=y|H=a) = 0.9\nP(Dig=n|H=a) = 0.1\nP(Dig=y|H=b) = 0.5\nP(Dig=n|H=b) = 0.5\n"
+    "P(Dig=y|H=c) = 0\nP(Dig=n|H=c) = 1\n"
+    "P(Len=s|H=a) = 0.2\nP(Len=m|H=a) = 0.3\nP(Len=l|H=a) = 0.5\n"
+    "P(Len=s|H=b) = 0.6\nP(Len=m|H=b) = 0.3\nP(Len=l|H=b) = 0.1\n"
+    "P(Len=s|H=c) = 0.3\nP(Len=m|H=c) = 0.3\nP(Len=l|H=c) = 0.4\n";
 
 // A broken contract: reported and turned into a crash, so that the fuzzer keeps the input.
 [[noreturn]] inline void Fail(const std::string& what)
 {
-    std::fputs(what.c_str(), stderr);
-    std::fputc('\n', stderr);
+    std::fputs((what + "\n").c_str(), stderr);
     std::fflush(stderr);
     std::abort();
+}
+
+// The scratch directory of the process, removed at exit.
+inline const test::TempDir& Scratch()
+{
+    static const test::TempDir directory;
+    return directory;
 }
 
 // What one export call did: its status and what it wrote to standard error and standard output.
@@ -40,23 +56,15 @@ constexpr size_t kMaxInput = 64 * 1024;
 // and leaves file descriptor 2 to the sanitizers.
 struct Outcome {
     int32_t status = -2;
-    std::string err;
-    std::string out;
+    std::string err, out;
 };
 
 template <class Call>
 Outcome Capture(Call call)
 {
-    std::ostringstream err, out;
-    std::streambuf* savedErr = std::cerr.rdbuf(err.rdbuf());
-    std::streambuf* savedOut = std::cout.rdbuf(out.rdbuf());
-    Outcome outcome;
-    outcome.status = call();
-    std::cerr.rdbuf(savedErr);
-    std::cout.rdbuf(savedOut);
-    outcome.err = err.str();
-    outcome.out = out.str();
-    return outcome;
+    test::StreamCapture err{std::cerr}, out{std::cout};
+    const int32_t status = call();
+    return {status, err.text.str(), out.text.str()};
 }
 
 // The contract of every export: 0 or -1 and nothing else; a -1 explained on standard error by
@@ -75,116 +83,53 @@ inline void CheckStatus(const char* call, const Outcome& outcome, const std::str
         Fail(what + "leak report: " + outcome.err);
 }
 
-// One Analyze call into arrays of `slots` entries preset to a mark, *count set to `capacity`:
-// what the call returned and printed, and the count and arrays as it left them.
-struct Answer {
-    Outcome outcome;
-    int32_t capacity = 0;
-    int32_t count = 0;
-    std::vector<char> categories;
-    std::vector<double> probabilities;
-
-    static constexpr char kUnsetCategory = '\x7f';
-    static constexpr double kUnsetProbability = -7.25;
-
-    bool Unset(size_t i) const
-    {
-        return categories[i] == kUnsetCategory && Same(probabilities[i], kUnsetProbability);
+// Analyze into arrays of `slots` entries preset to a mark, *count set to `capacity`, with its
+// contract checked: the status and message as for every export (a -1 without a message only with
+// a capacity below `states`, or when that is unknown, -1); on -1 the count and both arrays
+// untouched; on success a count within the capacity and nothing written past it. Returns what it
+// answered: status, message, count and entries, every probability to the bit.
+inline std::string AnalyzeChecked(BayesianEngineHandle engine, const std::string& results, int32_t capacity,
+                                  size_t slots, int32_t states, const std::string& input)
+{
+    const char unsetCategory = '\x7f';
+    const double unsetProbability = -7.25;
+    std::vector<char> categories(slots, unsetCategory);
+    std::vector<double> probabilities(slots, unsetProbability);
+    int32_t count = capacity;
+    const Outcome outcome = Capture(
+        [&] { return Analyze(engine, results.c_str(), categories.data(), probabilities.data(), &count); });
+    CheckStatus("Analyze", outcome, input, states < 0 || capacity < states);
+    if (!outcome.out.empty()) Fail("Analyze: wrote to standard output");
+    if (outcome.status == -1 ? count != capacity : count < 0 || count > capacity)
+        Fail("Analyze: status " + std::to_string(outcome.status) + " with the count " +
+             std::to_string(count));
+    const size_t written = outcome.status == 0 ? static_cast<size_t>(count) : 0;
+    std::string answer = std::to_string(outcome.status) + outcome.err + std::to_string(count);
+    for (size_t i = 0; i < slots; ++i) {
+        if (i < written)
+            answer += " " + std::string(1, categories[i]) + Bits(probabilities[i]);
+        else if (categories[i] != unsetCategory || Bits(probabilities[i]) != Bits(unsetProbability))
+            Fail("Analyze: status " + std::to_string(outcome.status) + ", entry " + std::to_string(i) +
+                 " written");
     }
-    static bool Same(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
-    // Equal status, message, count and entries, every probability to the bit.
-    bool operator==(const Answer& o) const
-    {
-        if (outcome.status != o.outcome.status || outcome.err != o.outcome.err || count != o.count ||
-            categories != o.categories || probabilities.size() != o.probabilities.size())
-            return false;
-        for (size_t i = 0; i < probabilities.size(); ++i)
-            if (!Same(probabilities[i], o.probabilities[i])) return false;
-        return true;
-    }
-};
-
-// Analyze with its contract checked: the status and message as for every export (a -1 without a
-// message only with a capacity below `states`, when that is known, or -1 for unknown); on -1 the
-// count and both arrays untouched; on success a count within the capacity and nothing written
-// past it.
-inline Answer AnalyzeChecked(BayesianEngineHandle engine, const std::string& results, int32_t capacity,
-                             size_t slots, int32_t states, const std::string& input)
-{
-    Answer a;
-    a.capacity = a.count = capacity;
-    a.categories.assign(slots, Answer::kUnsetCategory);
-    a.probabilities.assign(slots, Answer::kUnsetProbability);
-    a.outcome = Capture([&] {
-        return Analyze(engine, results.c_str(), a.categories.data(), a.probabilities.data(), &a.count);
-    });
-    CheckStatus("Analyze", a.outcome, input, states < 0 || capacity < states);
-    if (!a.outcome.out.empty()) Fail("Analyze: wrote to standard output");
-    if (a.outcome.status == -1) {
-        if (a.count != capacity) Fail("Analyze: -1 but the count changed");
-        for (size_t i = 0; i < slots; ++i)
-            if (!a.Unset(i)) Fail("Analyze: -1 but the arrays were written");
-        return a;
-    }
-    if (a.count < 0 || a.count > capacity) Fail("Analyze: count outside the capacity");
-    for (size_t i = static_cast<size_t>(a.count); i < slots; ++i)
-        if (!a.Unset(i)) Fail("Analyze: written past the count");
-    return a;
-}
-
-// The path of the file `name` in a directory of this process's own, removed at exit.
-inline std::string ScratchFile(const std::string& name)
-{
-    struct Directory {
-        std::filesystem::path path =
-            std::filesystem::temp_directory_path() / ("veltra-fuzz-" + std::to_string(getpid()));
-        Directory() { std::filesystem::create_directories(path); }
-        ~Directory()
-        {
-            std::error_code ignored;
-            std::filesystem::remove_all(path, ignored);
-        }
-    };
-    static const Directory directory;
-    return (directory.path / name).string();
-}
-
-// Writes `bytes` as the whole of the scratch file `name`, none there before, and returns its path.
-inline std::string WriteScratch(const std::string& name, const std::string& bytes)
-{
-    const std::string path = ScratchFile(name);
-    std::ofstream file(path, std::ios::binary | std::ios::trunc);
-    file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    file.close();
-    if (!file) Fail("cannot write " + path);
-    return path;
-}
-
-// The whole of the file at `path`, empty when it cannot be opened.
-inline std::string ReadWhole(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream bytes;
-    bytes << file.rdbuf();
-    return bytes.str();
+    return answer;
 }
 
 // The input cut at its first zero byte: the text before it, and the rest. Without a zero byte the
-// head is `fixedHead` and the rest the whole input, or, with no `fixedHead`, the head is the whole
-// input and the rest empty. Tells whether there was a zero byte.
-inline bool SplitAtZero(const uint8_t* data, size_t size, std::string& head, std::string& rest,
-                        const char* fixedHead = nullptr)
+// head is `fixedHead` and the rest the whole input, or, with no (an empty) `fixedHead`, the head is
+// the whole input and the rest empty.
+inline void SplitAtZero(const uint8_t* data, size_t size, std::string& head, std::string& rest,
+                        const std::string& fixedHead = "")
 {
     const std::string all(reinterpret_cast<const char*>(data), size);
     const size_t zero = all.find('\0');
-    if (zero == std::string::npos && fixedHead) {
+    if (zero == std::string::npos && !fixedHead.empty()) {
         head = fixedHead;
         rest = all;
-        return false;
+        return;
     }
     head = all.substr(0, zero);
     rest = zero == std::string::npos ? std::string() : all.substr(zero + 1);
-    return zero != std::string::npos;
 }
 
 }  // namespace veltra::fuzz

@@ -1,7 +1,7 @@
-// The fast paths against the keyed way on two fields whose cache keys hash alike, and where both
-// ways drop levels from the confidence cache. Everything else the two ways must share is compared
-// by the fast path fuzz target, whose corpus replays seeded random networks and calls, reloads
-// past the cache limits and keys that split differently.
+// Where both the fast path and the keyed way drop levels from the confidence cache: everything
+// else the two ways must share is compared by the fast path fuzz target, whose corpus replays
+// seeded random networks and calls, reloads past the cache limits, keys that split differently
+// and fields whose keys hash alike.
 #include <string>
 
 #include "engine/FieldClassifier.h"
@@ -9,42 +9,6 @@
 
 namespace veltra::test {
 namespace {
-
-// The table of levels of one field, each to the bit, and what the call raised and printed.
-std::string Classified(FieldClassifier& engine, const std::string& results)
-{
-    std::string answer;
-    const Outcome outcome = Run([&] {
-        AutoPtr<DubiousDataList> table(engine.Analyze(results, false));
-        Ptr<Vector<String>> keys = table->GetKeys();
-        for (int32_t i = 0; i < keys->Size(); ++i)
-            answer += (*keys)[i].str() + "=" + Bits(table->Get((*keys)[i])->m_figure) + " ";
-    });
-    return answer + outcome.message + outcome.err + outcome.out;
-}
-
-// Thue-Morse texts of 1024 characters and their complements share the hash of every odd base
-// modulo 2^64: two fields of a 1024-test network whose cache keys hash alike.
-TEST(FastPath, FieldsWhoseKeysHashAlikeStayApart)
-{
-    std::string text = "H = K \"A,B\"\nP(H=A) = 0.5\nP(H=B) = 0.5\n";
-    std::string first, second;
-    for (int t = 0; t < 1024; ++t) {
-        const std::string tag = "T" + std::to_string(t);
-        text += tag + " = t \"a,b\"\nP(" + tag + "=a|H=A) = " + (t % 3 ? "0.6" : "0.5") + "\nP(" + tag +
-                "=b|H=A) = " + (t % 3 ? "0.4" : "0.5") + "\nP(" + tag + "=a|H=B) = 0.5\nP(" + tag +
-                "=b|H=B) = 0.5\n";
-        const bool odd = __builtin_popcount(static_cast<unsigned>(t)) & 1;
-        first += odd ? 'b' : 'a';
-        second += odd ? 'a' : 'b';
-    }
-    FieldClassifier keyed, fast;
-    keyed.SetFastPath(false);
-    keyed.GetNetwork().Load(text);
-    fast.GetNetwork().Load(text);
-    for (const std::string* results : {&first, &first, &second, &second, &first})
-        EXPECT_EQ(Classified(keyed, *results), Classified(fast, *results));
-}
 
 // Two states, five tests of four values: 600 fields, two levels each, more than the confidence
 // cache keeps. After a reload, the fields whose levels were kept answer with the old network's.
