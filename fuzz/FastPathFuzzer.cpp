@@ -52,12 +52,6 @@ std::string Traced(FieldClassifier& engine, Call call)
     return trace;
 }
 
-// A double's bits and a blank.
-std::string Bits(double value)
-{
-    return fuzz::Bits(value) + " ";
-}
-
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
@@ -111,7 +105,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             double levels[64] = {};
             int32_t count = capacity;
             std::string answer = std::to_string(e.AnalyzeInto(results.c_str(), names, levels, &count));
-            for (int32_t i = 0; i < count && i < 64; ++i) answer += names[i] + Bits(levels[i]);
+            for (int32_t i = 0; i < count && i < 64; ++i) answer += names[i] + fuzz::Bits(levels[i]) + " ";
             return answer;
         });
         twins([&](FieldClassifier& e) {
@@ -119,13 +113,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
             Ptr<Vector<String>> keys = table->GetKeys();
             std::string answer;
             for (int32_t i = 0; i < keys->Size(); ++i)
-                answer += (*keys)[i].str() + Bits(table->Get((*keys)[i])->m_figure);
+                answer += (*keys)[i].str() + fuzz::Bits(table->Get((*keys)[i])->m_figure) + " ";
             return answer;
         });
         for (int32_t s = 0; s < stateKeys->Size(); ++s)
             twins([&](FieldClassifier& e) {
-                return Bits(e.GetNetwork().GetConfLevel((*stateKeys)[s], results, true)) +
-                       Bits(e.GetNetwork().Product((*stateKeys)[s], results, true));
+                return fuzz::Bits(e.GetNetwork().GetConfLevel((*stateKeys)[s], results, true)) + " " +
+                       fuzz::Bits(e.GetNetwork().Product((*stateKeys)[s], results, true));
             });
     }
     const std::string batch = fuzz::Scratch().Write("batch.txt", lines + fields);

@@ -113,25 +113,24 @@ TEST(FileSafety, FailedWritesFailTheRun)
 // The run reads the longest lines, and the counts before the reading take them too.
 TEST(FileSafety, RunsOnAThreadWithA64KiBStack)
 {
-    std::pair<Files, std::string> job;  // the files, and what the run wrote to standard error
+    static Files files;
+    static std::string err;  // what the run wrote to standard error
     pthread_attr_t attributes;
     pthread_attr_init(&attributes);
     pthread_attr_setstacksize(&attributes, 64 * 1024);
     pthread_t thread;
-    const auto run = [](void* argument) -> void* {
-        auto& j = *static_cast<std::pair<Files, std::string>*>(argument);
+    const auto run = [](void*) -> void* {
         FieldClassifier engine;
-        j.second = test::Run([&] {
-                       engine.Train(j.first.network, j.first.samples, j.first.Path("t"), false);
-                       engine.AnalyzeFile(j.first.input, j.first.Path("e"));
-                   }).err;
+        err = test::Run([&] {
+                  engine.Train(files.network, files.samples, files.Path("t"), false);
+                  engine.AnalyzeFile(files.input, files.Path("e"));
+              }).err;
         return nullptr;
     };
-    ASSERT_EQ(pthread_create(&thread, &attributes, run, &job), 0);
+    ASSERT_EQ(pthread_create(&thread, &attributes, run, nullptr), 0);
     pthread_join(thread, nullptr);
-    pthread_attr_destroy(&attributes);
-    EXPECT_EQ(job.second, "");
-    EXPECT_NE(ReadFile(job.first.Path("e")).find("Accuracy"), std::string::npos);
+    EXPECT_EQ(err, "");
+    EXPECT_NE(ReadFile(files.Path("e")).find("Accuracy"), std::string::npos);
 }
 
 }  // namespace
