@@ -108,7 +108,7 @@ inline std::string AnalyzeChecked(BayesianEngineHandle engine, const std::string
     for (size_t i = 0; i < slots; ++i) {
         if (i < written)
             answer += " " + std::string(1, categories[i]) + Bits(probabilities[i]);
-        else if (categories[i] != unsetCategory || Bits(probabilities[i]) != Bits(unsetProbability))
+        else if (categories[i] != unsetCategory || probabilities[i] != unsetProbability)
             Fail("Analyze: status " + std::to_string(outcome.status) + ", entry " + std::to_string(i) +
                  " written");
     }
