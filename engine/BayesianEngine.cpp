@@ -1,17 +1,19 @@
 #include "engine/BayesianEngine.h"
 
-#include <cctype>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <fstream>
 #include <iostream>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "engine/NumberText.h"
 #include "engine/ProgressCounter.h"
 #include "safe/FileChecks.h"
+#include "safe/Numbers.h"
+#include "safe/OutputFile.h"
 
 namespace veltra {
 
@@ -20,11 +22,7 @@ namespace {
 // "P(%s) = %lf\n": the probability lines of a trained file, which the reader takes up on reload.
 std::string ProbabilityLine(const String& key, double probability)
 {
-    int n = std::snprintf(nullptr, 0, "P(%s) = %lf\n", key.c_str(), probability);
-    std::string line(static_cast<size_t>(n) + 1, '\0');
-    std::snprintf(&line[0], line.size(), "P(%s) = %lf\n", key.c_str(), probability);
-    line.resize(static_cast<size_t>(n));
-    return line;
+    return "P(" + std::string(key.c_str()) + ") = " + FixedNumber(probability, 6) + "\n";
 }
 
 }  // namespace
@@ -49,14 +47,14 @@ std::string TrainingDate(std::time_t time)
     return text;
 }
 
-int32_t CountNewlines(std::istream& in, const String& file)
+int32_t CountNewlines(std::istream& in, const String& file, int32_t start)
 {
     // A line that the reading would refuse stops the count where the reading would stop, so that
     // an endless input without newlines ends here at once. A CR before the newline is no part of
     // the line, as for the reading.
     const size_t kLongest = 1023;
     std::vector<char> buffer(65536);
-    int32_t total = 0;
+    int32_t total = start;
     size_t length = 0;  // of the line so far
     bool cr = false;    // the line so far ends with CR
     auto tooLong = [&] { VELTRA_RAISE("Line ", total + 1, " of ", file, " is longer than 1023 bytes"); };
@@ -76,6 +74,11 @@ int32_t CountNewlines(std::istream& in, const String& file)
                 break;
             }
             if (length - (cr ? 1 : 0) > kLongest) tooLong();
+            // Another line follows every newline: the last one read, and every count of lines
+            // read, must stay within 32 bits.
+            if (total == INT32_MAX - 1)
+                VELTRA_RAISE("The line count would pass 2147483647 at line ", int64_t{INT32_MAX} + 1, " of ",
+                             file);
             ++total;
             length = 0;
             cr = false;
@@ -91,13 +94,18 @@ int32_t CountNewlines(std::istream& in, const String& file)
 
 void BayesianEngine::InitializeThruFile(String path)
 {
+    LoadFile(path.str(), path);
+}
+
+void BayesianEngine::LoadFile(const std::string& path, const String& name)
+{
     std::ifstream in(path.c_str());
-    if (!in.is_open()) VELTRA_RAISE("Cannot open file: ", path);
+    if (!in.is_open()) VELTRA_RAISE("Cannot open file: ", name);
     std::string text;
     String line;
     // The end test comes before each read, so a final newline yields one more, empty line.
-    for (int32_t number = 1; !in.eof(); ++number) {
-        String::ReadLine(in, line, path, number);
+    for (int64_t number = 1; !in.eof(); ++number) {
+        String::ReadLine(in, line, name, number);
         text += line.str();
         text += '\n';
     }
@@ -107,9 +115,9 @@ void BayesianEngine::InitializeThruFile(String path)
 
 void BayesianEngine::Train(String networkFile, String sampleFile, String outputFile, bool counts)
 {
-    // Both inputs are read twice, and the output is read back: none of them may be a pipe or a
-    // device, and the output is never one of the inputs. All is checked before the output is
-    // opened, which truncates it.
+    // Both inputs are read twice: neither may be a pipe or a device, and the output is never one
+    // of them. All is checked before the output is opened. The trained file is written beside
+    // the output and replaces it at the end (OutputFile).
     RequireRereadable(networkFile);
     std::ifstream network(networkFile.c_str());
     if (!network.is_open()) VELTRA_RAISE("Cannot open file: ", networkFile);
@@ -119,15 +127,10 @@ void BayesianEngine::Train(String networkFile, String sampleFile, String outputF
         network.close();
         VELTRA_RAISE("Cannot open file: ", sampleFile);
     }
-    RequireReadableBack(outputFile);
     RefuseOverwrite(outputFile, networkFile);
     RefuseOverwrite(outputFile, sampleFile);
-    std::ofstream out(outputFile.c_str(), std::ios::out | std::ios::trunc);
-    if (!out.is_open()) {
-        network.close();
-        samples.close();
-        VELTRA_RAISE("Cannot open file: ", outputFile);
-    }
+    OutputFile output(outputFile, OutputFile::Use::kReadBack);
+    std::ostream& out = output.Stream();
 
     InitializeThruFile(networkFile);
     CopyNetwork(network, networkFile, out);
@@ -142,15 +145,15 @@ void BayesianEngine::Train(String networkFile, String sampleFile, String outputF
 
     WriteCountTable(out, sampleListCount);
     WriteProbabilities(out, counts);
-    out.close();
-    CheckWritten(out, outputFile);
+    output.Close();
 
-    InitializeThruFile(outputFile);
-    AppendFigures(outputFile);
+    LoadFile(output.ReadPath(), outputFile);
+    AppendFigures(output);
+    output.Commit();
 
     std::cout << "End of training." << std::endl;
-    std::cout << "Number of sample lists processed: " << sampleListCount << std::endl;
-    std::cout << "Total sample count: " << m_totalSampleCount << std::endl;
+    std::cout << "Number of sample lists processed: " << IntegerText(sampleListCount) << std::endl;
+    std::cout << "Total sample count: " << IntegerText(m_totalSampleCount) << std::endl;
 }
 
 void BayesianEngine::CopyNetwork(std::istream& network, const String& networkFile, std::ostream& out)
@@ -158,22 +161,21 @@ void BayesianEngine::CopyNetwork(std::istream& network, const String& networkFil
     // The trained file begins with the description the samples are counted against, verbatim;
     // the text of the read that meets the end is written too.
     String line;
-    for (int32_t number = 1; !network.eof(); ++number) {
+    for (int64_t number = 1; !network.eof(); ++number) {
         String::ReadLine(network, line, networkFile, number);
         out << line << "\n";
     }
 }
 
-void BayesianEngine::AppendFigures(const String& outputFile)
+void BayesianEngine::AppendFigures(OutputFile& output)
 {
     // The per-test figures of the reloaded network close the file: comment lines only.
-    std::ofstream append(outputFile.c_str(), std::ios::out | std::ios::app);
-    if (!append.is_open()) VELTRA_RAISE("Cannot open file: ", outputFile);
+    output.Reopen();
+    std::ostream& append = output.Stream();
     WriteFigures(append, TestFigure::kDP);
     append << "#\n#\n";
     WriteFigures(append, TestFigure::kCP);
-    append.close();
-    CheckWritten(append, outputFile);
+    output.CheckWritten();
 }
 
 void BayesianEngine::SeedCountTable()
@@ -201,15 +203,17 @@ void BayesianEngine::ReadSampleFile(std::istream& samples, const String& sampleF
     } fold{m_sampleCounters};
 
     int32_t total = CountNewlines(samples, sampleFile);
-    ProgressCounter progress(ProgressCounter::kTrainingBackspaces, total, m_fastPath);
+    ProgressCounter progress(ProgressCounter::kTrainingBackspaces, total);
+    m_reading = {sampleFile, 0};
     String line;
-    for (int32_t number = 1; !samples.eof(); ++number) {
+    for (int64_t number = 1; !samples.eof(); ++number) {
         String::ReadLine(samples, line, sampleFile, number);
+        m_reading.line = number;
         // The line without the white space at either end.
         const std::string& text = line.str();
         size_t first = 0, end = text.size();
-        while (first < end && std::isspace(static_cast<unsigned char>(text[first]))) ++first;
-        while (end > first && std::isspace(static_cast<unsigned char>(text[end - 1]))) --end;
+        while (first < end && IsWhiteSpace(text[first])) ++first;
+        while (end > first && IsWhiteSpace(text[end - 1])) --end;
         if (first == end || text[first] == '#') continue;
         progress.Step();
         if (!counts)
@@ -222,7 +226,8 @@ void BayesianEngine::ReadSampleFile(std::istream& samples, const String& sampleF
 
 void BayesianEngine::CountSample(char state, const char* results, int32_t length)
 {
-    if (m_sampleCounters.Add(state, results, length)) {
+    // The keyed way refuses a sample past the 32-bit limit.
+    if (m_totalSampleCount < INT32_MAX && m_sampleCounters.Add(state, results, length)) {
         ++m_totalSampleCount;
         return;
     }
@@ -235,14 +240,26 @@ void BayesianEngine::AddSample(const String& state, const String& results)
     if (results.Length() != tests)
         VELTRA_RAISE("Expected ", tests, " test results but got ", results.Length(), " Results:", results,
                      "\n");
+    // Every count of a run is at most the sample count, which a sample past 2^31-1 would wrap; a
+    // count that a derived engine set near the limit is refused as it is reached.
+    if (m_totalSampleCount == INT32_MAX)
+        VELTRA_RAISE("The sample count would pass 2147483647 at line ", m_reading.line, " of ",
+                     m_reading.file);
+    const auto increment = [&](const String& key) {
+        int32_t& count = m_countTable.Get(key).m_value;
+        if (count == INT32_MAX)
+            VELTRA_RAISE("The count of ", key, " would pass 2147483647 at line ", m_reading.line, " of ",
+                         m_reading.file);
+        ++count;
+    };
     String stateKey = StateKey(state);
-    ++m_countTable.Get(stateKey).m_value;
+    increment(stateKey);
     for (int32_t t = 0; t < tests; ++t) {
         char result = results[t];
         if (result == '-') continue;
         const BayesTest& test = m_network.GetTest(t);
-        ++m_countTable.Get(test.MakeKey(stateKey, String(result))).m_value;
-        ++m_countTable.Get(ObservedKey(stateKey, test.GetTag())).m_value;
+        increment(test.MakeKey(stateKey, String(result)));
+        increment(ObservedKey(stateKey, test.GetTag()));
     }
     ++m_totalSampleCount;
 }
@@ -255,6 +272,10 @@ void BayesianEngine::ReadCountLine(const String& line)
         VELTRA_RAISE("Wrong format for input line: ", line);
     String key = (*tokens)[0].AfterFirst("C(").BeforeFirst(")");
     int32_t count = (*tokens)[2].ToInteger();
+    // A count set among samples (a derived engine reading both) replaces what was counted before
+    // it: the flat counters are folded first, and the keyed way counts from here on, refusing a
+    // count that would pass 32 bits.
+    m_sampleCounters.Fold();
     m_countTable.Get(key).m_value = count;
 }
 
@@ -315,7 +336,7 @@ void BayesianEngine::WriteProbabilities(std::ostream& out, bool counts)
     out << "\n\n\n# Probabilities:\n\n";
     // Priors are uniform whatever the counts: the counts of the states are not used for them.
     int32_t states = stateKeys->Size();
-    int32_t stateTotal = 0;
+    int64_t stateTotal = 0;  // count lines may set counts whose sum passes 32 bits
     for (int32_t i = 0; i < states; ++i) {
         out << ProbabilityLine((*stateKeys)[i], 1.0 / static_cast<double>(states));
         stateTotal += Count((*stateKeys)[i]);
@@ -329,23 +350,58 @@ void BayesianEngine::WriteProbabilities(std::ostream& out, bool counts)
 
 void BayesianEngine::ApplyProbabilityFloor(HashTable<Double>& table) const
 {
+    // Entries are raised in table order. A raised entry takes its deficit from the largest entry
+    // of its distribution (the entries with the same test, the text before "=", and the same
+    // state, after "|H="), searched anew each time so that values raised earlier take part; among
+    // equal largest values the earliest wins. Each entry's distribution is found once, so the
+    // floor costs one pass over the table and, per raised entry, one over its distribution.
+    // Keys are cut in the order a search of the whole table for every raised entry would cut
+    // them, so that a key without "=" or "|H=" fails where and as it would there.
     Ptr<Vector<String>> keys = table.GetKeys();
-    for (int32_t i = 0; i < keys->Size(); ++i) {
-        const String& key = (*keys)[i];
-        double old = table.Get(key).m_value;
+    const size_t n = static_cast<size_t>(keys->Size());
+    std::vector<double*> values(n);
+    for (size_t i = 0; i < n; ++i) values[i] = &table.Get((*keys)[static_cast<int32_t>(i)]).m_value;
+    const auto key = [&](size_t i) -> const String& { return (*keys)[static_cast<int32_t>(i)]; };
+
+    std::vector<size_t> tagOf(n), distributionOf(n);
+    std::vector<std::vector<size_t>> tagMembers, distributions;
+    std::vector<bool> tagSplit;
+    for (size_t i = 0; i < n; ++i) {
+        const double old = *values[i];
         if (old >= kProbabilityFloor) continue;
-        String tag = TagOfKey(key);
-        String state = StateOfConditionalKey(key);
-        // The best entry is searched anew for every raised entry, so values raised earlier
-        // take part; among equal largest values the earliest wins.
-        int32_t best = -1;
-        for (int32_t j = 0; j < keys->Size(); ++j) {
-            const String& other = (*keys)[j];
-            if (TagOfKey(other) != tag || StateOfConditionalKey(other) != state) continue;
-            if (best < 0 || table.Get(other).m_value > table.Get((*keys)[best]).m_value) best = j;
+        if (tagMembers.empty()) {
+            // The first raised entry: every key's test, and the state of every key of its test.
+            const String tag = TagOfKey(key(i));
+            StateOfConditionalKey(key(i));
+            std::unordered_map<std::string, size_t> tags;
+            for (size_t j = 0; j < n; ++j) {
+                const String other = TagOfKey(key(j));
+                if (other == tag) StateOfConditionalKey(key(j));
+                const auto found = tags.emplace(other.str(), tagMembers.size()).first;
+                if (found->second == tagMembers.size()) tagMembers.emplace_back();
+                tagOf[j] = found->second;
+                tagMembers[found->second].push_back(j);
+            }
+            tagSplit.assign(tagMembers.size(), false);
         }
-        table.Get(key).m_value = kProbabilityFloor;
-        table.Get((*keys)[best]).m_value -= kProbabilityFloor - old;
+        if (!tagSplit[tagOf[i]]) {
+            // The first raised entry of its test: the test's keys split by state.
+            StateOfConditionalKey(key(i));
+            std::unordered_map<std::string, size_t> states;
+            for (size_t j : tagMembers[tagOf[i]]) {
+                const auto found =
+                    states.emplace(StateOfConditionalKey(key(j)).str(), distributions.size()).first;
+                if (found->second == distributions.size()) distributions.emplace_back();
+                distributionOf[j] = found->second;
+                distributions[found->second].push_back(j);
+            }
+            tagSplit[tagOf[i]] = true;
+        }
+        size_t best = distributions[distributionOf[i]].front();
+        for (size_t j : distributions[distributionOf[i]])
+            if (*values[j] > *values[best]) best = j;
+        *values[i] = kProbabilityFloor;
+        *values[best] -= kProbabilityFloor - old;
     }
 }
 

@@ -2,10 +2,13 @@
 // count table of training and the total sample count; it initialises the network from a file and
 // runs training. The classification operations come with FieldClassifier.
 //
-// One engine, one thread at a time: inference writes caches inside the network.
+// One engine, one thread at a time: inference writes caches inside the network. A host that calls
+// into one engine from a second thread while a call runs is refused (EngineCall), never served
+// from half-written state.
 #ifndef VELTRA_ENGINE_BAYESIANENGINE_H
 #define VELTRA_ENGINE_BAYESIANENGINE_H
 
+#include <atomic>
 #include <cstdint>
 #include <ctime>
 #include <iosfwd>
@@ -19,10 +22,15 @@
 
 namespace veltra {
 
+class OutputFile;
+
 // The number of newline characters in the rest of the stream, which is then rewound: the total
 // shown by the progress counters. Raises, as reading the file would, "Line <n> of <file> is longer
-// than 1023 bytes", at once for an input without end or newlines, and "Cannot read file: <file>".
-int32_t CountNewlines(std::istream& in, const String& file);
+// than 1023 bytes", at once for an input without end or newlines, and "Cannot read file: <file>";
+// and "The line count would pass 2147483647 at line 2147483648 of <file>" for a file of more lines
+// than a run counts (its progress shows one more line than the newlines). `start` newlines are
+// taken as counted already: a test starts near the limit.
+int32_t CountNewlines(std::istream& in, const String& file, int32_t start = 0);
 
 // The local date and time of `time` as the standard ctime writes it ("Sun Nov 22 15:52:16 2026"
 // and a newline): the date line of a trained file.
@@ -42,9 +50,9 @@ public:
     // A training run: initialises the engine from `networkFile`, copies it to `outputFile`, counts
     // the samples of `sampleFile` (count lines "C(key) = N" instead when `counts` is set),
     // estimates the probabilities, writes the trained sections and reloads the engine from the
-    // written file. Raises "Cannot open file: <name>", the refusals of FileChecks (before the
-    // output is opened), "Cannot write file: <output>", the line reader's failures and those of
-    // counting and estimation.
+    // written file. The trained file replaces the output whole at the end (OutputFile). Raises
+    // "Cannot open file: <name>", the refusals of FileChecks (before the output is opened), those
+    // of OutputFile, the line reader's failures and those of counting and estimation.
     virtual void Train(String networkFile, String sampleFile, String outputFile, bool counts);
     // Called once after the sample file has been read, before anything is estimated; a derived
     // engine may adjust the counts here.
@@ -57,8 +65,10 @@ public:
     // with a newline ends in "\n\n"), and loads it. Raises "Cannot open file: <path>".
     void InitializeThruFile(String path);
 
-    // Counts one sample of `state`. Raises "Expected <n> test results but got <m> Results:<r>\n"
-    // and, for an undeclared state or value, "Hashtable cannot find key: <key>".
+    // Counts one sample of `state`. Raises "Expected <n> test results but got <m> Results:<r>\n",
+    // for an undeclared state or value "Hashtable cannot find key: <key>", and before a count would
+    // wrap "The sample count would pass 2147483647 at line <n> of <file>" (or "The count of <key>
+    // would pass ...", for a count set near the limit).
     void AddSample(const String& state, const String& results);
     // "C(key) = N" sets the count of an existing key; raises "Wrong format for input line: <line>".
     void ReadCountLine(const String& line);
@@ -74,6 +84,17 @@ public:
         m_fastPath = enabled;
         m_network.SetFastPath(enabled);
     }
+
+    // A call of a host begins: raises "Engine is already in a call on another thread: one engine
+    // serves one thread at a time" while another call is inside. Every EnterCall that returns is
+    // followed by LeaveCall, or by the engine's deletion.
+    void EnterCall()
+    {
+        if (m_inCall.exchange(true, std::memory_order_acquire))
+            VELTRA_RAISE(
+                "Engine is already in a call on another thread: one engine serves one thread at a time");
+    }
+    void LeaveCall() noexcept { m_inCall.store(false, std::memory_order_release); }
 
     NaiveBayesNet& GetNetwork() { return m_network; }
     const HashTable<Long>& GetCountTable() const { return m_countTable; }
@@ -91,7 +112,10 @@ protected:
 
 private:
     void CopyNetwork(std::istream& network, const String& networkFile, std::ostream& out);
-    void AppendFigures(const String& outputFile);
+    // Loads the description file at `path`; messages name it `name` (the output a trained file
+    // is read back from is named as the caller gave it, never as its temporary).
+    void LoadFile(const std::string& path, const String& name);
+    void AppendFigures(OutputFile& output);
     void SeedCountTable();
     void ReadSampleFile(std::istream& samples, const String& sampleFile, bool counts,
                         int32_t& sampleListCount);
@@ -101,6 +125,24 @@ private:
     int32_t Count(const String& key) { return m_countTable.Get(key).m_value; }
 
     SampleCounters m_sampleCounters;
+    std::atomic<bool> m_inCall{false};
+    // The sample file being read and the line being counted, which a refusal names.
+    struct Reading {
+        String file;
+        int64_t line = 0;
+    } m_reading;
+};
+
+// A host's call on an engine, from EnterCall to LeaveCall.
+class EngineCall {
+public:
+    explicit EngineCall(BayesianEngine& engine) : m_engine(engine) { engine.EnterCall(); }
+    ~EngineCall() { m_engine.LeaveCall(); }
+    EngineCall(const EngineCall&) = delete;
+    EngineCall& operator=(const EngineCall&) = delete;
+
+private:
+    BayesianEngine& m_engine;
 };
 
 }  // namespace veltra

@@ -11,6 +11,8 @@
 #include "engine/NumberText.h"
 #include "engine/ProgressCounter.h"
 #include "safe/FileChecks.h"
+#include "safe/Numbers.h"
+#include "safe/OutputFile.h"
 
 namespace veltra {
 
@@ -34,8 +36,7 @@ size_t CutFields(const char* text, std::string_view* fields, size_t capacity)
 // True when every byte is white space (the line trims to nothing).
 bool IsBlank(const std::string& text)
 {
-    return std::all_of(text.begin(), text.end(),
-                       [](char c) { return std::isspace(static_cast<unsigned char>(c)); });
+    return std::all_of(text.begin(), text.end(), IsWhiteSpace);
 }
 
 void Write(std::ostream& out, const std::string& text)
@@ -213,24 +214,25 @@ void FieldClassifier::JudgeKeyed(const String& line, std::ostream& out, Tally& t
 void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
 {
     // The input is read twice (its newlines are counted first), and the output must not be it:
-    // both are checked before the output is opened, which truncates it.
+    // both are checked before the output is opened. The judged copy is written beside the output
+    // and replaces it at the end (OutputFile).
     RequireRereadable(inputFile);
     std::ifstream in(inputFile.c_str());
     if (!in.is_open()) VELTRA_RAISE("Cannot open file: ", inputFile);
     RefuseOverwrite(outputFile, inputFile);
-    std::ofstream out(outputFile.c_str(), std::ios::out | std::ios::trunc);
-    if (!out.is_open()) VELTRA_RAISE("Cannot open file: ", outputFile);
+    OutputFile output(outputFile, OutputFile::Use::kWriteOnly);
+    std::ostream& out = output.Stream();
 
     int32_t total = CountNewlines(in, inputFile);
     out.precision(4);
-    ProgressCounter progress(ProgressCounter::kEvaluationBackspaces, total, m_fastPath);
+    ProgressCounter progress(ProgressCounter::kEvaluationBackspaces, total);
     // Lines are assembled and written at once where the output writes numbers plainly.
     const bool assemble = m_fastPath && WritesPlainNumbers(out);
     Tally tally;
     String line;
     std::string text;
-    for (int32_t number = 1; !in.eof(); ++number) {
-        CheckWritten(out, outputFile);  // a full disk stops the run at the next line
+    for (int64_t number = 1; !in.eof(); ++number) {
+        output.CheckWritten();  // a full disk stops the run at the next line
         String::ReadLine(in, line, inputFile, number);
         if (assemble)
             Write(out, text.assign(line.str()) += '\n');
@@ -250,14 +252,12 @@ void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
     }
 
     // No test lines make 0 / 0: the text is the platform's rendering of not-a-number.
-    double accuracy = tally.correct * 100.0 / (tally.wrong + tally.correct);
-    char accuracyText[256];
-    std::snprintf(accuracyText, sizeof accuracyText, "Accuracy: %.2f %%\n", accuracy);
+    const double accuracy = tally.correct * 100.0 / (static_cast<double>(tally.wrong) + tally.correct);
+    const std::string accuracyText = "Accuracy: " + FixedNumber(accuracy, 2) + " %\n";
     out << "\n\n;" << accuracyText << std::endl;
     std::cout << "\n\n" << accuracyText << std::endl;
     in.close();
-    out.close();
-    CheckWritten(out, outputFile);
+    output.Commit();
 }
 
 }  // namespace veltra

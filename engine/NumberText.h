@@ -19,6 +19,13 @@ bool WritesPlainNumbers(const std::ostream& stream);
 
 // Appends `value` in decimal, as a plain stream writes an integer.
 void AppendInteger(std::string& text, int64_t value);
+// `value` in decimal, as a plain stream writes an integer, whatever the stream's locale.
+inline std::string IntegerText(int64_t value)
+{
+    std::string text;
+    AppendInteger(text, value);
+    return text;
+}
 
 // Appends what a plain stream at precision 4 writes for `value`, for values from 0.001 to 1 (the
 // probabilities of a result line); returns false, appending nothing, for any other value. The

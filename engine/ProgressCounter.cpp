@@ -6,22 +6,14 @@
 
 namespace veltra {
 
-ProgressCounter::ProgressCounter(int32_t backspaces, int32_t total, bool assemble)
-    : m_erase(static_cast<size_t>(backspaces), '\b'),
-      m_total(total),
-      m_assemble(assemble && WritesPlainNumbers(std::cout))
+ProgressCounter::ProgressCounter(int32_t backspaces, int32_t total)
+    : m_erase(static_cast<size_t>(backspaces), '\b'), m_suffix(" / " + IntegerText(total))
 {
-    m_suffix = " / ";
-    AppendInteger(m_suffix, total);
 }
 
 int32_t ProgressCounter::Step()
 {
     ++m_count;
-    if (!m_assemble) {
-        std::cout << m_erase << "Line: " << m_count << " / " << m_total;
-        return m_count;
-    }
     m_text = m_erase;
     m_text += "Line: ";
     AppendInteger(m_text, m_count);

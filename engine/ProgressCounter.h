@@ -16,18 +16,15 @@ public:
     static constexpr int32_t kTrainingBackspaces = 23;
     static constexpr int32_t kEvaluationBackspaces = 22;
 
-    // With `assemble`, each step's
-    // text is assembled and written at once when standard output writes numbers plainly; the
-    // bytes are those of the step written piece by piece.
-    ProgressCounter(int32_t backspaces, int32_t total, bool assemble);
-    // Counts one more line and writes the counter; returns the new count.
+    ProgressCounter(int32_t backspaces, int32_t total);
+    // Counts one more line and writes the counter, assembled and written at once, its numbers in
+    // the "C" locale's form whatever locale or flags standard output has; returns the new count.
+    // The count stays within the lines a run reads, which the reading keeps within 32 bits.
     int32_t Step();
 
 private:
     const std::string m_erase;
-    const int32_t m_total;
     int32_t m_count = 0;
-    bool m_assemble;
     std::string m_text;
     std::string m_suffix;  // " / <total>"
 };

@@ -7,6 +7,8 @@
 #include <iostream>
 #include <string_view>
 
+#include "safe/Numbers.h"
+
 namespace veltra {
 
 namespace {
@@ -117,8 +119,8 @@ void NaiveBayesNet::Load(const String& text)
 void NaiveBayesNet::ReadParameterLine(const String& line)
 {
     AutoPtr<Vector<String>> tokens(line.GetTokens("\t =", true));
-    // A value that is not a number reads as 0.0, as atof gives it.
-    AddParameter((*tokens)[1], std::atof((*tokens)[2].c_str()));
+    // A value that is not a number reads as 0.0, as atof gives it in the "C" locale.
+    AddParameter((*tokens)[1], ReadNumber((*tokens)[2].c_str()));
 }
 
 void NaiveBayesNet::ReadProbabilityLine(const String& line)
@@ -142,11 +144,11 @@ void NaiveBayesNet::ReadProbabilityLine(const String& line)
         // Too few tokens or no "=": the keyed reading raises the table's or the string's message.
         AutoPtr<Vector<String>> pieces(String(compact).GetTokens("()", true));
         const String& key = (*pieces)[1];
-        SetProbability(key, std::atof((*pieces)[2].AfterFirst("=").c_str()));
+        SetProbability(key, ReadNumber((*pieces)[2].AfterFirst("=").c_str()));
         return;
     }
     const std::string value(third.substr(third.find('=') + 1));
-    SetProbability(String(std::string(tokens[1], lengths[1])), std::atof(value.c_str()));
+    SetProbability(String(std::string(tokens[1], lengths[1])), ReadNumber(value.c_str()));
 }
 
 void NaiveBayesNet::ReadHypothesisLine(const String& line)

@@ -23,21 +23,11 @@ void RequireRereadable(const String& path)
     if (ExistsIrregular(path)) VELTRA_RAISE("Not a regular file, cannot read it twice: ", path);
 }
 
-void RequireReadableBack(const String& path)
-{
-    if (ExistsIrregular(path)) VELTRA_RAISE("Not a regular file, cannot read it back: ", path);
-}
-
 void RefuseOverwrite(const String& output, const String& input)
 {
     std::error_code error;
     if (std::filesystem::equivalent(output.str(), input.str(), error))
         VELTRA_RAISE("Output would overwrite an input file: ", output);
-}
-
-void CheckWritten(const std::ostream& stream, const String& path)
-{
-    if (stream.fail()) VELTRA_RAISE("Cannot write file: ", path);
 }
 
 }  // namespace veltra

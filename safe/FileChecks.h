@@ -1,10 +1,9 @@
 // FileChecks: what a run makes sure of before it reads or writes its files.
 //
 // A training run and a batch evaluation count the newlines of an input before reading it line by
-// line, and a training run reads its output back: such files must be regular files, which can be
-// read twice (a pipe would be drained by the count, a device may never end). A run never opens for
-// writing a file that it is about to read. And a run reports a write that failed instead of
-// success. Paths are compared as files: links and other spellings of one file are that file.
+// line: such files must be regular files, which can be read twice (a pipe would be drained by the
+// count, a device may never end). A run never opens for writing a file that it is about to read.
+// Paths are compared as files: links and other spellings of one file are that file.
 #ifndef VELTRA_SAFE_FILECHECKS_H
 #define VELTRA_SAFE_FILECHECKS_H
 
@@ -17,12 +16,8 @@ namespace veltra {
 // Raises "Not a regular file, cannot read it twice: <path>" when `path` names something that
 // exists and is not a regular file. A path that names nothing is left to the open that follows.
 void RequireRereadable(const String& path);
-// The same for the output of a training run: "Not a regular file, cannot read it back: <path>".
-void RequireReadableBack(const String& path);
 // Raises "Output would overwrite an input file: <output>" when `output` and `input` name one file.
 void RefuseOverwrite(const String& output, const String& input);
-// Raises "Cannot write file: <path>" when a write, flush or close of the stream failed.
-void CheckWritten(const std::ostream& stream, const String& path);
 
 }  // namespace veltra
 

@@ -1,7 +1,6 @@
 #include "safe/SmartString.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -12,15 +11,6 @@
 #include "safe/Vector.h"
 
 namespace veltra {
-
-namespace {
-
-bool IsSpace(char c)
-{
-    return std::isspace(static_cast<unsigned char>(c)) != 0;
-}
-
-}  // namespace
 
 String::String(int32_t value)
 {
@@ -120,22 +110,22 @@ String String::Replace(const String& from, const String& to) const
 String String::TrimLeft() const
 {
     size_t i = 0;
-    while (i < m_text.size() && IsSpace(m_text[i])) ++i;
+    while (i < m_text.size() && IsWhiteSpace(m_text[i])) ++i;
     return String(m_text.substr(i));
 }
 
 String String::TrimRight() const
 {
     size_t n = m_text.size();
-    while (n > 0 && IsSpace(m_text[n - 1])) --n;
+    while (n > 0 && IsWhiteSpace(m_text[n - 1])) --n;
     return String(m_text.substr(0, n));
 }
 
 String String::Trim() const
 {
     size_t first = 0, end = m_text.size();
-    while (first < end && IsSpace(m_text[first])) ++first;
-    while (end > first && IsSpace(m_text[end - 1])) --end;
+    while (first < end && IsWhiteSpace(m_text[first])) ++first;
+    while (end > first && IsWhiteSpace(m_text[end - 1])) --end;
     return String(m_text.substr(first, end - first));
 }
 
@@ -173,8 +163,10 @@ void String::ReadLine(std::istream& stream, String& line)
     ReadLine(stream, line, String(), 0);
 }
 
-void String::ReadLine(std::istream& stream, String& line, const String& file, int32_t number)
+void String::ReadLine(std::istream& stream, String& line, const String& file, int64_t number)
 {
+    if (number > INT32_MAX)
+        VELTRA_RAISE("The line count would pass 2147483647 at line ", number, " of ", file);
     // Room for 1023 bytes, a CR before the newline and the terminating zero: one buffer per thread,
     // off the stack, that the reading fills without clearing it first.
     thread_local char buffer[1025];

@@ -18,6 +18,14 @@ namespace veltra {
 template <class T>
 class Vector;
 
+// White space as trimming means it: blank, tab, newline, vertical tab, form feed and carriage
+// return, the "C" locale's isspace, whatever locale the host has set (under some locales isspace
+// also takes bytes such as 0xA0).
+inline bool IsWhiteSpace(char c)
+{
+    return c == ' ' || (c >= '\t' && c <= '\r');
+}
+
 class String : public SmartObject {
 public:
     String() = default;
@@ -91,8 +99,10 @@ public:
     // short or loop on it: "Line is longer than 1023 bytes", "Line holds a zero byte" and, when the
     // stream fails otherwise, "Cannot read from input stream". Given the file and the line's number,
     // the messages name them: "Line 3 of samples.txt holds a zero byte", "Cannot read file: <file>".
+    // Line numbers, and every count of lines, stay within 32 bits: a line past that is refused,
+    // unread, with "The line count would pass 2147483647 at line 2147483648 of <file>".
     static void ReadLine(std::istream& stream, String& line);
-    static void ReadLine(std::istream& stream, String& line, const String& file, int32_t number);
+    static void ReadLine(std::istream& stream, String& line, const String& file, int64_t number);
 
     // A new heap vector of the tokens, owned by the caller (take it with an AutoPtr).
     // skipEmpty true: every byte of `delimiters` separates and no token is empty.

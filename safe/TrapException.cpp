@@ -28,11 +28,7 @@ std::string MessagePiece(int64_t value)
 
 std::string MessagePiece(double value)
 {
-    // "%lf" of the largest doubles takes over 300 characters: sized first, on the heap.
-    std::string text(static_cast<size_t>(std::snprintf(nullptr, 0, "%lf", value)) + 1, '\0');
-    std::snprintf(&text[0], text.size(), "%lf", value);
-    text.pop_back();
-    return text;
+    return FixedNumber(value, 6);
 }
 
 void ReportError(const std::string& text) noexcept

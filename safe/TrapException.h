@@ -13,6 +13,8 @@
 #include <string>
 #include <type_traits>
 
+#include "safe/Numbers.h"
+
 namespace veltra {
 
 class TrapException {
@@ -46,11 +48,24 @@ std::string MessagePiece(int32_t value);  // "%d"
 std::string MessagePiece(int64_t value);  // "%ld" of a value that fits 64 bits
 std::string MessagePiece(double value);   // "%lf"
 
-// Pieces as written to standard error; doubles take the stream's default format there.
+// Pieces as written to standard error; doubles take the stream's default format there. Numbers
+// are written as text, in the "C" locale's form whatever locale or flags the stream has.
 template <class P>
 void WritePiece(std::ostream& out, const P& piece)
 {
     out << piece;
+}
+inline void WritePiece(std::ostream& out, int32_t value)
+{
+    out << MessagePiece(value);
+}
+inline void WritePiece(std::ostream& out, int64_t value)
+{
+    out << MessagePiece(value);
+}
+inline void WritePiece(std::ostream& out, double value)
+{
+    out << GeneralNumber(value, 6);
 }
 inline void WritePiece(std::ostream& out, const char* text)
 {
