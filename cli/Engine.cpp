@@ -54,7 +54,7 @@ bool ForEachResults(const std::vector<std::string>& args, const char* command,
         return true;
     }
     std::string line;
-    for (long number = 1; std::getline(std::cin, line); ++number) {
+    for (int64_t number = 1; std::getline(std::cin, line); ++number) {
         line = Trim(line);
         if (!line.empty()) each(line, "standard input, line " + std::to_string(number) + ": ");
     }

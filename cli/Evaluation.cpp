@@ -1,6 +1,7 @@
 #include "cli/Evaluation.h"
 
 #include <algorithm>
+#include <cinttypes>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -22,7 +23,7 @@ Evaluation::Evaluation(const Engine& engine, const std::vector<std::string>& sta
     for (size_t s = 0; s < states.size(); ++s)
         m_stateOf[static_cast<unsigned char>(states[s].empty() ? '\0' : states[s][0])] =
             static_cast<int32_t>(s);
-    m_confusion.assign(m_states, std::vector<long>(m_states, 0));
+    m_confusion.assign(m_states, std::vector<int64_t>(m_states, 0));
 }
 
 namespace {
@@ -164,7 +165,7 @@ void Evaluation::RateStates(EvaluationFigures& figures) const
     size_t used = 0;
     for (size_t s = 0; s < rows; ++s) {
         StateFigures& state = figures.states[s];
-        const long hits = s < n ? m_confusion[s][s] : 0;
+        const int64_t hits = s < n ? m_confusion[s][s] : 0;
         figures.lines += state.support;
         figures.right += hits;
         if (state.predicted > 0)
@@ -202,7 +203,7 @@ void Evaluation::ScoreProbabilities(EvaluationFigures& figures) const
         const double* p = &m_probabilities[f * n];
         const int32_t* counts = &m_lineCounts[f * (n + 1)];
         double squares = 0.0;
-        long fieldLines = 0;
+        int64_t fieldLines = 0;
         for (size_t s = 0; s < n; ++s) squares += p[s] * p[s];
         for (size_t s = 0; s <= n; ++s) {
             if (counts[s] == 0) continue;
@@ -300,7 +301,7 @@ bool JudgeFile(Evaluation& evaluation, const std::string& input, const char* com
     if (!error && size > 0)
         evaluation.Reserve(static_cast<size_t>(std::min<uintmax_t>(size / 11 + 1, 1 << 20)),
                            static_cast<size_t>(std::min<uintmax_t>(size / 2, 1 << 24)));
-    long number = 0;
+    int64_t number = 0;
     const char* problem = nullptr;
     const bool ok = ForEachLine(file, [&](std::string_view line, bool ended) {
         ++number;
@@ -319,10 +320,11 @@ bool JudgeFile(Evaluation& evaluation, const std::string& input, const char* com
     if (unread)
         std::fprintf(stderr, "veltra %s: cannot read %s\n", command, input.c_str());
     else if (std::strcmp(problem, "the line does not fit") == 0)
-        std::fprintf(stderr, "veltra %s: %s, line %ld: the line does not fit %s\n", command, input.c_str(),
-                     number, network.c_str());
+        std::fprintf(stderr, "veltra %s: %s, line %" PRId64 ": the line does not fit %s\n", command,
+                     input.c_str(), number, network.c_str());
     else
-        std::fprintf(stderr, "veltra %s: %s, line %ld: %s\n", command, input.c_str(), number, problem);
+        std::fprintf(stderr, "veltra %s: %s, line %" PRId64 ": %s\n", command, input.c_str(), number,
+                     problem);
     return false;
 }
 

@@ -32,8 +32,8 @@ struct Share {
 
 struct StateFigures {
     std::string name;
-    long support = 0;    // lines counted as examples of the state
-    long predicted = 0;  // lines whose most probable state it is
+    int64_t support = 0;    // lines counted as examples of the state
+    int64_t predicted = 0;  // lines whose most probable state it is
     Share precision;
     Share recall;
     double f1 = 0.0;  // 0 when precision and recall are both 0 or undefined
@@ -48,8 +48,8 @@ struct Averages {
 // Lines whose most probable state has a probability in [index / 10, (index + 1) / 10); the last
 // bin includes 1.
 struct CalibrationBin {
-    long lines = 0;
-    long right = 0;
+    int64_t lines = 0;
+    int64_t right = 0;
     double probabilitySum = 0.0;
 };
 
@@ -63,9 +63,9 @@ struct EvaluationFigures {
     // first appearance. Rows of the confusion matrix are all of them, columns the network's.
     std::vector<StateFigures> states;
     size_t networkStates = 0;
-    std::vector<std::vector<long>> confusion;  // [expected state][most probable state]
-    long lines = 0;
-    long right = 0;
+    std::vector<std::vector<int64_t>> confusion;  // [expected state][most probable state]
+    int64_t lines = 0;
+    int64_t right = 0;
     // Averages over the states that are expected or most probable at least once; undefined
     // shares count as 0. Weighted by support.
     Averages macro;
@@ -122,7 +122,7 @@ private:
     std::vector<double> m_probabilities;
     std::vector<int32_t> m_winners;
     std::vector<int32_t> m_lineCounts;
-    std::vector<std::vector<long>> m_confusion;
+    std::vector<std::vector<int64_t>> m_confusion;
 };
 
 // Judges every test line of the labelled file `input` (";TESTS<tab>states<tab>results") with the

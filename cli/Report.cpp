@@ -1,9 +1,11 @@
 #include "cli/Report.h"
 
 #include <algorithm>
+#include <cinttypes>
 #include <cstdlib>
 #include <map>
 
+#include "cli/FileOutput.h"
 #include "cli/ReportPage.h"
 
 namespace veltra::cli {
@@ -69,33 +71,34 @@ void PrintReport(std::FILE* out, const EvaluationFigures& figures)
         return;
     }
     const size_t rows = figures.states.size(), columns = figures.networkStates;
-    long largest = 0;
-    for (const std::vector<long>& row : figures.confusion)
-        for (long count : row) largest = std::max(largest, count);
+    int64_t largest = 0;
+    for (const std::vector<int64_t>& row : figures.confusion)
+        for (int64_t count : row) largest = std::max(largest, count);
     const int width = std::max(5, static_cast<int>(std::to_string(largest).size()) + 1);
     size_t nameWidth = 8;  // "weighted"
     for (const StateFigures& state : figures.states) nameWidth = std::max(nameWidth, state.name.size());
     const int name = static_cast<int>(nameWidth);
 
-    std::fprintf(out, "Report: %ld test lines, %ld right\n\n", figures.lines, figures.right);
+    std::fprintf(out, "Report: %" PRId64 " test lines, %" PRId64 " right\n\n", figures.lines, figures.right);
     std::fprintf(out, "Confusion matrix: lines by expected state (rows) and most probable state (columns)\n");
     std::fprintf(out, "%-*s", name, "");
     for (size_t p = 0; p < columns; ++p) std::fprintf(out, "%*s", width, figures.states[p].name.c_str());
     std::fprintf(out, "\n");
     for (size_t s = 0; s < rows; ++s) {
         std::fprintf(out, "%-*s", name, figures.states[s].name.c_str());
-        for (size_t p = 0; p < columns; ++p) std::fprintf(out, "%*ld", width, figures.confusion[s][p]);
+        for (size_t p = 0; p < columns; ++p) std::fprintf(out, "%*" PRId64, width, figures.confusion[s][p]);
         std::fprintf(out, "\n");
     }
 
     std::fprintf(out, "\n%-*s  %9s  %9s  %9s  %9s\n", name, "State", "Precision", "Recall", "F1", "Support");
     for (const StateFigures& state : figures.states)
-        std::fprintf(out, "%-*s  %9s  %9s  %9s  %9ld\n", name, state.name.c_str(),
+        std::fprintf(out, "%-*s  %9s  %9s  %9s  %9" PRId64 "\n", name, state.name.c_str(),
                      Fixed(state.precision).c_str(), Fixed(state.recall).c_str(), Fixed(state.f1).c_str(),
                      state.support);
-    std::fprintf(out, "%-*s  %9s  %9s  %9s  %9ld\n", name, "macro", Fixed(figures.macro.precision).c_str(),
-                 Fixed(figures.macro.recall).c_str(), Fixed(figures.macro.f1).c_str(), figures.lines);
-    std::fprintf(out, "%-*s  %9s  %9s  %9s  %9ld\n", name, "weighted",
+    std::fprintf(out, "%-*s  %9s  %9s  %9s  %9" PRId64 "\n", name, "macro",
+                 Fixed(figures.macro.precision).c_str(), Fixed(figures.macro.recall).c_str(),
+                 Fixed(figures.macro.f1).c_str(), figures.lines);
+    std::fprintf(out, "%-*s  %9s  %9s  %9s  %9" PRId64 "\n", name, "weighted",
                  Fixed(figures.weighted.precision).c_str(), Fixed(figures.weighted.recall).c_str(),
                  Fixed(figures.weighted.f1).c_str(), figures.lines);
 
@@ -111,7 +114,7 @@ void PrintReport(std::FILE* out, const EvaluationFigures& figures)
         const CalibrationBin& bin = figures.calibration[b];
         const double lines = static_cast<double>(bin.lines);
         const bool any = bin.lines > 0;
-        std::fprintf(out, "%.1f to %.1f   %7ld  %16s  %11s\n", b / 10.0, (b + 1) / 10.0, bin.lines,
+        std::fprintf(out, "%.1f to %.1f   %7" PRId64 "  %16s  %11s\n", b / 10.0, (b + 1) / 10.0, bin.lines,
                      Fixed(Share{any ? bin.probabilitySum / lines : 0.0, any}).c_str(),
                      Fixed(Share{any ? static_cast<double>(bin.right) / lines : 0.0, any}).c_str());
     }
@@ -255,9 +258,7 @@ std::string ReportJson(const ReportSource& source, const EvaluationFigures& figu
 
 bool WriteFile(const std::string& path, const std::string& text, const char* command)
 {
-    std::FILE* file = std::fopen(path.c_str(), "wb");
-    bool written = file && std::fwrite(text.data(), 1, text.size(), file) == text.size();
-    if (file && std::fclose(file) != 0) written = false;
+    const bool written = WriteWhole(path, text);
     if (!written) std::fprintf(stderr, "veltra %s: cannot write %s\n", command, path.c_str());
     return written;
 }

@@ -112,9 +112,9 @@ std::string HeatMap(const EvaluationFigures& figures)
         const double y = top + cell * static_cast<double>(s);
         svg += "<text x=\"" + Number(left - 12) + "\" y=\"" + Number(y + cell / 2 + 4) +
                "\" text-anchor=\"end\" font-weight=\"600\">" + Text(figures.states[s].name) + "</text>";
-        const long support = figures.states[s].support;
+        const int64_t support = figures.states[s].support;
         for (size_t p = 0; p < columns; ++p) {
-            const long count = figures.confusion[s][p];
+            const int64_t count = figures.confusion[s][p];
             // The shade grows with the cell's share of its row (how the expected state's lines were
             // answered) as its square root, so that a few wrong answers still show.
             const double share =
@@ -182,7 +182,7 @@ std::string CalibrationDiagram(const EvaluationFigures& figures)
            "\" text-anchor=\"middle\" class=\"muted\">probability of the most probable state</text>";
     svg += "<line x1=\"" + x(0) + "\" y1=\"" + y(0) + "\" x2=\"" + x(1) + "\" y2=\"" + y(1) +
            "\" stroke=\"#8c959f\" stroke-dasharray=\"4 3\"/>";
-    long most = 1;
+    int64_t most = 1;
     for (const CalibrationBin& bin : figures.calibration) most = std::max(most, bin.lines);
     for (int b = 0; b < kCalibrationBins; ++b) {
         const CalibrationBin& bin = figures.calibration[b];

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cinttypes>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -21,6 +22,7 @@
 
 #include "cli/Engine.h"
 #include "cli/Explain.h"
+#include "cli/FileOutput.h"
 #include "cli/NetworkOutline.h"
 #include "cli/Report.h"
 
@@ -123,22 +125,20 @@ const char* const kCheckHelp =
     "probabilities, it says after how many observed tests a product of its smallest\n"
     "probabilities underflows to 0 (every state would then get probability 0).\n";
 
-// Only asked after the library failed: it has created or truncated the file if it could.
-bool Writable(const std::string& path)
-{
-    return std::ofstream(path, std::ios::app).is_open();
-}
-
 // Only asked after the library failed a training run or an evaluation: whether the run stopped at
 // a line of INPUT that does not fit the network, rather than at a file the library refused and
 // named itself (an output that is an input, an input that is no regular file or holds a line the
-// reader refuses, an output it could not open or write). A run that stops at a line leaves whole
-// lines in OUTPUT, and a training run stops there before it writes the trained sections.
-bool LineDidNotFit(const std::string& input, const std::string& output, const std::string& network)
+// reader refuses, an output it could not open or write). A run that stops at a line puts its
+// partial file, whole lines, in place of OUTPUT, and a training run stops there before it writes
+// the trained sections; a refused run or a failed write leaves OUTPUT as it was (`before`). An
+// OUTPUT that is no regular file is never read back.
+bool LineDidNotFit(const std::string& input, const std::string& output, const std::string& network,
+                   const FileStamp& before)
 {
     std::error_code error;
-    if (!std::filesystem::is_regular_file(input, error) || !Readable(input) || !Writable(output) ||
-        SameFile(output, input) || SameFile(output, network))
+    const FileStamp after = StampOf(output);
+    if (!after.regular || after == before || !std::filesystem::is_regular_file(input, error) ||
+        !Readable(input) || SameFile(output, input) || SameFile(output, network))
         return false;
     std::ifstream written(output, std::ios::binary);
     const std::string text((std::istreambuf_iterator<char>(written)), std::istreambuf_iterator<char>());
@@ -164,9 +164,10 @@ int TrainCommand(const std::vector<std::string>& args, const Options&)
     // Loading first tells a faulty description apart from a faulty sample file.
     Engine engine;
     if (!Load(engine, "train", network)) return 1;
+    const FileStamp before = StampOf(output);
     if (Train(engine.get(), network.c_str(), samples.c_str(), output.c_str()) == 0) return 0;
     std::fflush(stdout);
-    if (LineDidNotFit(samples, output, network))
+    if (LineDidNotFit(samples, output, network, before))
         std::fprintf(stderr, "veltra train: %s: training stopped at a line that does not fit %s\n",
                      samples.c_str(), network.c_str());
     return 1;
@@ -228,11 +229,11 @@ int ClassifyCommand(const std::vector<std::string>& args, const Options& options
 
 // The number of the INPUT line that stopped an evaluation, found from what reached OUTPUT: each
 // input line is copied before it is judged, and a result line follows each judged test line.
-long StoppingLine(const std::string& output)
+int64_t StoppingLine(const std::string& output)
 {
     std::ifstream in(output);
     std::string line;
-    long copied = 0;
+    int64_t copied = 0;
     bool testLine = false;
     while (std::getline(in, line)) {
         if (testLine && (StartsWith(line, ";OK\t") || StartsWith(line, ";ERROR\t"))) {
@@ -270,14 +271,15 @@ int EvaluateCommand(const std::vector<std::string>& args, const Options& options
     Engine engine;
     size_t states = 0;
     if (!LoadTrained(engine, "evaluate", network, states)) return 1;
+    const FileStamp before = StampOf(output);
     if (AnalyzeFile(engine.get(), input.c_str(), output.c_str()) == 0) {
         if (!options.report && options.json.empty()) return 0;
         return MakeReport(engine, {"evaluate", {network, input}, options.report, options.json, ""});
     }
     std::fflush(stdout);
-    if (LineDidNotFit(input, output, network))
-        std::fprintf(stderr, "veltra evaluate: %s, line %ld: the line does not fit %s\n", input.c_str(),
-                     StoppingLine(output), network.c_str());
+    if (LineDidNotFit(input, output, network, before))
+        std::fprintf(stderr, "veltra evaluate: %s, line %" PRId64 ": the line does not fit %s\n",
+                     input.c_str(), StoppingLine(output), network.c_str());
     return 1;
 }
 

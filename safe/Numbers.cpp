@@ -69,8 +69,7 @@ double ReadNumber(const char* text)
         std::from_chars(digits, end, value, hex ? std::chars_format::hex : std::chars_format::general);
     // No number at all: 0, without the sign.
     if (read.ec == std::errc::invalid_argument) return 0.0;
-    if (read.ec == std::errc::result_out_of_range)
-        value = TooLarge(digits, read.ptr, hex) ? HUGE_VAL : 0.0;
+    if (read.ec == std::errc::result_out_of_range) value = TooLarge(digits, read.ptr, hex) ? HUGE_VAL : 0.0;
     return negative ? -value : value;
 }
 

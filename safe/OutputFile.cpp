@@ -108,7 +108,8 @@ std::string CreateTemporary(const std::string& prefix, const Found& like)
         const std::string name = prefix + RandomName() + ".tmp";
 #if defined(_WIN32)
         (void)like;
-        const int fd = ::_open(name.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY, _S_IREAD | _S_IWRITE);
+        const int fd =
+            ::_open(name.c_str(), _O_WRONLY | _O_CREAT | _O_EXCL | _O_BINARY, _S_IREAD | _S_IWRITE);
         if (fd >= 0) {
             ::_close(fd);
             return name;
@@ -171,17 +172,18 @@ bool CopyInto(const std::string& from, std::ostream& to)
     std::ifstream in(from, std::ios::binary);
     if (!in.is_open()) return false;
     char buffer[65536];
-    while (in.read(buffer, sizeof buffer) || in.gcount() > 0)
-        to.write(buffer, in.gcount());
+    while (in.read(buffer, sizeof buffer) || in.gcount() > 0) to.write(buffer, in.gcount());
     return !in.bad() && !to.fail();
 }
 
 }  // namespace
 
-OutputFile::OutputFile(const String& path, Use use) : m_path(path), m_target(FollowLinks(path.str()))
+OutputFile::OutputFile(const String& path, Use use) : m_path(path), m_target(path.str())
 {
+    // A device or pipe is opened by the name given: the links of /dev/stdout lead to no name.
     const Found found = Examine(m_target);
     m_direct = found.exists && !found.regular;
+    if (!m_direct) m_target = FollowLinks(m_target);
     if (m_direct && use == Use::kReadBack) {
         // The run reads its output back, which a device or pipe cannot give: written first into
         // a temporary file, copied to the output at the end. The output is opened now, as it

@@ -3,10 +3,14 @@
 // destroy the engine. Run alone, the job must write the checked-in trained file and batch output
 // (date line aside, CR LF read as LF). Separate engines share nothing: four threads each run the
 // job twice into files of their own, and every status, answer (probabilities to the bit) and
-// written file must equal those of the job alone. The ThreadSanitizer build runs it too; a race
-// it reports fails the run. What the jobs print is left as it comes: threads interleave it.
-// Prints one line per failed check; exits 1 on any.
+// written file must equal those of the job alone. One engine serves one thread at a time: while
+// one thread is inside a batch evaluation, every call of a second thread on that engine is
+// refused with -1 and the message, and changes nothing; the evaluation writes what it writes
+// alone. The ThreadSanitizer build runs it too; a race it reports fails the run. What the jobs
+// print is left as it comes: threads interleave it. Prints one line per failed check; exits 1 on
+// any.
 // Usage: ThreadsHost <test data directory>
+#include <atomic>
 #include <thread>
 #include <vector>
 
@@ -53,6 +57,71 @@ std::string RunJob(const std::string& data, const std::string& out)
     return job + host::Normalised(host::ReadFile(out + ".net")) + host::ReadFile(out + ".txt");
 }
 
+const char* const kRefused =
+    "Engine is already in a call on another thread: one engine serves one thread at a time";
+
+// A second thread's calls on an engine inside a batch evaluation of many lines.
+void SecondCaller(const std::string& data, const veltra::test::TempDir& dir)
+{
+    BayesianEngineHandle engine = nullptr;
+    CreateBayesianEngine(&engine);
+    const std::string network = data + "/training/network.txt", samples = data + "/training/samples.txt";
+    Train(engine, network.c_str(), samples.c_str(), dir.File("second.net").c_str());
+    std::string lines;
+    for (int i = 0; i < 50000; ++i) lines += i % 3 ? ";TESTS\ta\tys\n" : ";TESTS\tb\tn-\n";
+    const std::string input = dir.Write("long.txt", lines);
+    AnalyzeFile(engine, input.c_str(), dir.File("long-alone.txt").c_str());
+
+    std::atomic<bool> inside{false}, done{false};
+    int32_t evaluated = -2;
+    int refused = 0;
+    std::vector<int32_t> others;
+    const std::string err = host::Capture(2, [&] {
+        std::thread first([&] {
+            inside = true;
+            evaluated = AnalyzeFile(engine, input.c_str(), dir.File("long-shared.txt").c_str());
+            done = true;
+        });
+        while (!inside) std::this_thread::yield();
+        while (!done) {
+            int32_t count = 8;
+            char categories[8] = {};
+            double probabilities[8] = {};
+            if (Analyze(engine, "ys", categories, probabilities, &count) == 0) continue;
+            ++refused;
+            host::Check(count == 8 && categories[0] == 0, "a refused Analyze wrote its arrays");
+            if (!others.empty()) continue;
+            BayesianEngineHandle same = engine;
+            others = {AnalyzeFile(engine, input.c_str(), dir.File("refused.txt").c_str()),
+                      Train(engine, network.c_str(), samples.c_str(), dir.File("refused.net").c_str()),
+                      InitializeThruFile(engine, network.c_str()),
+                      InitializeThruParam(engine, "H = X \"a\"\n"), DestroyBayesianEngine(&same)};
+        }
+        first.join();
+    });
+    host::Check(evaluated == 0 &&
+                    host::ReadFile(dir.File("long-shared.txt")) == host::ReadFile(dir.File("long-alone.txt")),
+                "the evaluation beside a second caller: not what it writes alone");
+    host::Check(refused > 0, "no call of the second thread met the evaluation");
+    host::Check(others == std::vector<int32_t>(5, -1), "a second caller's other calls were not all refused");
+    host::Check(
+        host::ReadFile(dir.File("refused.txt")).empty() && host::ReadFile(dir.File("refused.net")).empty(),
+        "a refused call wrote a file");
+    size_t lineCount = 0;
+    for (size_t at = 0; at < err.size(); at = err.find('\n', at) + 1, ++lineCount)
+        if (err.compare(at, err.find('\n', at) - at, kRefused) != 0) {
+            host::Check(false, "a second caller was told: " + err.substr(at, err.find('\n', at) - at));
+            break;
+        }
+    host::Check(lineCount == static_cast<size_t>(refused) + 5, "not one message per refused call");
+    int32_t count = 8;
+    char categories[8];
+    double probabilities[8];
+    host::Check(Analyze(engine, "ys", categories, probabilities, &count) == 0,
+                "the engine after the evaluation");
+    DestroyBayesianEngine(&engine);
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
@@ -74,6 +143,7 @@ int main(int argc, char** argv)
     host::Check(host::SameText(dir.File("alone.txt"), data + "/batch/expected-output.txt"), "batch output");
     for (size_t j = 0; j < jobs.size(); ++j)
         host::Check(jobs[j] == alone, "job " + std::to_string(j) + ": not what the job gave alone");
+    SecondCaller(data, dir);
     std::printf("ThreadsHost: %d failed checks\n", host::g_failures);
     return host::g_failures == 0 ? 0 : 1;
 }
