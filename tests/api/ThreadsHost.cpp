@@ -74,12 +74,17 @@ void SecondCaller(const std::string& data, const veltra::test::TempDir& dir)
 
     std::atomic<bool> inside{false}, done{false};
     int32_t evaluated = -2;
-    int refused = 0;
+    int refused = 0, firstRefused = 0;
     std::vector<int32_t> others;
     const std::string err = host::Capture(2, [&] {
+        // The second thread begins as the first calls; the first is refused, and tries again,
+        // while a call of the second is inside.
         std::thread first([&] {
             inside = true;
-            evaluated = AnalyzeFile(engine, input.c_str(), dir.File("long-shared.txt").c_str());
+            while ((evaluated = AnalyzeFile(engine, input.c_str(), dir.File("long-shared.txt").c_str())) !=
+                       0 &&
+                   firstRefused < 1000000)
+                ++firstRefused;
             done = true;
         });
         while (!inside) std::this_thread::yield();
@@ -101,7 +106,8 @@ void SecondCaller(const std::string& data, const veltra::test::TempDir& dir)
     });
     host::Check(evaluated == 0 &&
                     host::ReadFile(dir.File("long-shared.txt")) == host::ReadFile(dir.File("long-alone.txt")),
-                "the evaluation beside a second caller: not what it writes alone");
+                "the evaluation beside a second caller: status " + std::to_string(evaluated) +
+                    ", not what it writes alone; standard error:\n" + err.substr(0, 500));
     host::Check(refused > 0, "no call of the second thread met the evaluation");
     host::Check(others == std::vector<int32_t>(5, -1), "a second caller's other calls were not all refused");
     host::Check(
@@ -113,7 +119,8 @@ void SecondCaller(const std::string& data, const veltra::test::TempDir& dir)
             host::Check(false, "a second caller was told: " + err.substr(at, err.find('\n', at) - at));
             break;
         }
-    host::Check(lineCount == static_cast<size_t>(refused) + 5, "not one message per refused call");
+    host::Check(lineCount == static_cast<size_t>(refused + firstRefused) + 5,
+                "not one message per refused call");
     int32_t count = 8;
     char categories[8];
     double probabilities[8];
