@@ -15,18 +15,31 @@
  *  3. Analyze writes into arrays the caller owns: *count carries their capacity in and the
  *     number of entries written out. With too small a capacity it returns -1 and writes nothing.
  *  4. DestroyBayesianEngine does not reset the caller's handle variable: do not use it again.
- *  5. One engine, one thread at a time. Separate engines share nothing.
+ *  5. One engine, one thread at a time. A call on an engine made from a second thread while
+ *     another call runs on it is refused with -1 ("Engine is already in a call on another
+ *     thread: one engine serves one thread at a time") and changes nothing, whichever the call
+ *     (DestroyBayesianEngine included). Separate engines share nothing.
  *  6. Texts are NUL-terminated 8-bit strings; lines of network descriptions, sample files and
  *     batch input files must stay under 1024 bytes, hold no zero byte, and end in LF or CR LF
  *     (on every platform). A longer line or a zero byte fails the call, naming file and line.
  *  7. Train and AnalyzeFile never destroy an input: an output that is one of the call's input
  *     files (by file, whatever the spelling or link) is refused with -1 before anything is
  *     written. Inputs they read twice (the network and sample files of Train, the input of
- *     AnalyzeFile) and the output of Train, which it reads back, must be regular files: a pipe,
- *     device or directory is refused, unread. InitializeThruFile reads once and takes any file.
- *  8. A write that fails (a full disk, a file-size limit) makes Train and AnalyzeFile return -1
- *     ("Cannot write file: <name>"); their output file is then incomplete and must not be used.
- *     A 0 means every byte was written and closed.
+ *     AnalyzeFile) must be regular files: a pipe, device or directory is refused, unread.
+ *     InitializeThruFile reads once and takes any file.
+ *  8. Train and AnalyzeFile replace their output whole: they write a temporary file beside it
+ *     (".<name>.<random>.tmp", same directory), sync it and rename it over the output when the
+ *     call ends. An interrupted call leaves the earlier output intact. A write that fails (a
+ *     full disk, a file-size limit) returns -1 ("Cannot write file: <name>") and keeps the
+ *     earlier output; a 0 means every byte was written (and, when replaced, synced). A call
+ *     stopped by a line it cannot take leaves its partial output, as described with each
+ *     format. The output keeps its permissions, and a symbolic link its target. Where no file
+ *     can be created beside an output the user may write, the call returns -1 ("Cannot create
+ *     a temporary file for: <name>") and leaves it untouched. An output that is no regular file
+ *     (a terminal, a pipe, /dev/null) is written directly.
+ *  9. Counts, line numbers and tallies are 32-bit: a call that would pass 2147483647 returns -1
+ *     before it does, naming the file and line. Numbers are read and written in the "C"
+ *     locale's form, whatever locale the host has set.
  */
 #ifndef VELTRA_H
 #define VELTRA_H

@@ -8,7 +8,7 @@
 // with standard output sent to /dev/null. Google Benchmark's lines go to standard error, the
 // table to standard error or to --table=<file>.
 //
-//   veltra_bench [--size=small,medium,large] [--table=<file>] [Google Benchmark flags]
+//   veltra_bench [--size=small,medium,large,sparse] [--table=<file>] [Google Benchmark flags]
 //
 // VELTRA_BENCH_SIZE gives the sizes when --size is absent; --benchmark_filter=<regex> picks jobs.
 #include <benchmark/benchmark.h>
@@ -50,6 +50,10 @@ namespace {
 const Size kSizes[] = {{"small", 3, 16, 3}, {"medium", 10, 40, 4}, {"large", 20, 100, 5}};
 // Loading is also measured on descriptions with twice and four times the tests of large.
 const Size kLargerLoads[] = {{"large-x2", 20, 200, 5}, {"large-x4", 20, 400, 5}};
+// Training is also measured on a sparse network: many tests and values, few samples, so that
+// nearly every conditional probability is raised to the floor.
+const Size kSparse = {"sparse", 20, 1000, 8};
+constexpr int kSparseSampleLines = 50;
 
 constexpr int kSampleLines = 200000;
 constexpr int kTestLines = 20000;
@@ -207,8 +211,9 @@ void CheckAnalyze(const std::string& job, BayesianEngineHandle engine, const Fla
 class Workload {
 public:
     // The seed depends on the size alone, so that a run of one size sees the data of a full run.
-    explicit Workload(const Size& size)
+    explicit Workload(const Size& size, int sampleLines = kSampleLines)
         : m_size(size),
+          m_sampleLines(sampleLines),
           m_seed(static_cast<uint32_t>(size.states * 1000 + size.tests)),
           m_model(size, m_seed),
           m_description(m_model.Description(true))
@@ -219,6 +224,7 @@ public:
     }
 
     const Size& GetSize() const { return m_size; }
+    int SampleLines() const { return m_sampleLines; }
     const std::string& Description() const { return m_description; }
     const FlatNet& Net() const { return m_net; }
     std::string File(const char* name) const { return (m_directory / name).string(); }
@@ -277,7 +283,7 @@ public:
                           referenceFile = File("reference-trained.txt");
         WriteText(network, m_model.Description(false));
         WriteText(samples,
-                  "# Sample lines drawn from the model\n" + m_model.TestLines(m_seed + 5, kSampleLines));
+                  "# Sample lines drawn from the model\n" + m_model.TestLines(m_seed + 5, m_sampleLines));
         const std::string engineOutput = CaptureStdout([&] {
             Engine engine;
             if (Train(engine.Get(), network.c_str(), samples.c_str(), engineFile.c_str()) != 0)
@@ -323,6 +329,7 @@ public:
 
 private:
     Size m_size;
+    int m_sampleLines;
     uint32_t m_seed;
     Model m_model;
     std::string m_description;
@@ -412,7 +419,7 @@ void BM_Train(benchmark::State& state, Workload* workload)
         engine.reset();
         state.ResumeTiming();
     }
-    state.SetItemsProcessed(state.iterations() * kSampleLines);
+    state.SetItemsProcessed(state.iterations() * workload->SampleLines());
 }
 
 // The same run over flat count arrays.
@@ -422,7 +429,7 @@ void BM_TrainReference(benchmark::State& state, Workload* workload)
     const std::string network = workload->File("network.txt"), samples = workload->File("samples.txt");
     const std::string output = workload->File("reference-trained.txt");
     for (auto _ : state) FlatTrain(network, samples, output);
-    state.SetItemsProcessed(state.iterations() * kSampleLines);
+    state.SetItemsProcessed(state.iterations() * workload->SampleLines());
 }
 
 // A whole batch evaluation on a freshly loaded engine: reading, classifying every test line
@@ -491,18 +498,27 @@ void Register(ResultTable& table, Workload* workload, const char* label, const c
     table.AddRow({size, label, engineName, referenceName, metric, work, target});
 }
 
+bool Selected(const std::string& list, const char* name)
+{
+    return list.empty() || ("," + list + ",").find("," + std::string(name) + ",") != std::string::npos;
+}
+
 std::vector<const Size*> SelectSizes(const std::string& list)
 {
     std::vector<const Size*> selected;
     for (const Size& size : kSizes)
-        if (list.empty() || ("," + list + ",").find("," + std::string(size.name) + ",") != std::string::npos)
-            selected.push_back(&size);
-    if (selected.empty()) Abort("--size takes small, medium and large, separated by commas: " + list);
+        if (Selected(list, size.name)) selected.push_back(&size);
+    if (selected.empty() && !Selected(list, kSparse.name))
+        Abort("--size takes small, medium, large and sparse, separated by commas: " + list);
     return selected;
 }
 
-void PrintSetup(std::ostream& out, const std::vector<const Size*>& sizes)
+void PrintSetup(std::ostream& out, const std::vector<const Size*>& sizes, bool sparse)
 {
+    if (sparse)
+        out << "Train (sparse): " << kSparse.states << " states, " << kSparse.tests << " tests of "
+            << kSparse.values << " values, " << kSparseSampleLines << " sample lines a run.\n";
+    if (sizes.empty()) return;
     out << "Sizes (states, tests, values per test):";
     for (const Size* size : sizes)
         out << (size == sizes[0] ? " " : ", ") << size->name << " (" << size->states << ", " << size->tests
@@ -536,7 +552,8 @@ int main(int argc, char** argv)
             if (arg.rfind("--benchmark_min_time=", 0) == 0) g_minTimeGiven = true;
             if (arg == "--help")
                 std::cerr
-                    << "veltra_bench [--size=small,medium,large] [--table=<file>] [Google Benchmark flags]\n"
+                    << "veltra_bench [--size=small,medium,large,sparse] [--table=<file>] [Google Benchmark "
+                       "flags]\n"
                     << "  Run with standard output to /dev/null; VELTRA_BENCH_SIZE also gives the sizes.\n";
             argv[kept++] = argv[i];
         }
@@ -565,19 +582,27 @@ int main(int argc, char** argv)
                  Metric::kLinesPerSec, kTestLines, 0.5, benchmark::kMillisecond);
         loads.push_back(w);
     }
-    if (sizes.back() == &kSizes[2])
+    if (!sizes.empty() && sizes.back() == &kSizes[2])
         for (const Size& size : kLargerLoads)
             loads.push_back(workloads.emplace_back(std::make_unique<Workload>(size)).get());
     for (Workload* w : loads)
         Register(table, w, "Load", "Load", BM_Load, BM_LoadReference, Metric::kTimePerByte,
                  static_cast<double>(w->Description().size()), 1.5, benchmark::kMicrosecond);
+    // A sparse training run: its cost is the trained file (every count, every raised probability,
+    // the per-test figures), not the samples.
+    const bool sparse = Selected(sizeList, kSparse.name);
+    if (sparse) {
+        Workload* w = workloads.emplace_back(std::make_unique<Workload>(kSparse, kSparseSampleLines)).get();
+        Register(table, w, "Train", "Train", BM_Train, BM_TrainReference, Metric::kLinesPerSec,
+                 kSparseSampleLines, 0.0, benchmark::kMillisecond);
+    }
 
     benchmark::RunSpecifiedBenchmarks(&table);
 
     std::ofstream file;
     if (!tablePath.empty()) file.open(tablePath);
     std::ostream& out = tablePath.empty() ? std::cerr : file;
-    PrintSetup(out, sizes);
+    PrintSetup(out, sizes, sparse);
     table.Print(out);
     std::error_code ignored;
     fs::remove_all(g_directory, ignored);

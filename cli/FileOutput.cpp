@@ -56,10 +56,11 @@ bool WriteWhole(const std::string& path, const std::string& text)
         return file && WriteAndClose(file, text, false);
     }
     const fs::path target = FollowLinks(path);
-    const uint64_t random = std::random_device()() ^
+    const uint64_t random =
+        std::random_device()() ^
         static_cast<uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
-    const fs::path temporary =
-        target.parent_path() / ("." + target.filename().string() + "." + std::to_string(random % 1000000000) + ".tmp");
+    const fs::path temporary = target.parent_path() / ("." + target.filename().string() + "." +
+                                                       std::to_string(random % 1000000000) + ".tmp");
     std::FILE* file = std::fopen(temporary.string().c_str(), "wb");
     if (!file) return false;
     bool written = WriteAndClose(file, text, true);

@@ -41,7 +41,8 @@ std::string Answers(BayesianEngineHandle engine, std::initializer_list<const cha
 
 std::string Job(const std::string& data, const std::string& name)
 {
-    const std::string trained = host::Scratch().File(name + ".net"), judged = host::Scratch().File(name + ".txt");
+    const std::string trained = host::Scratch().File(name + ".net"),
+                      judged = host::Scratch().File(name + ".txt");
     std::string lines = "# over a thousand lines: counters of four digits\n";
     for (int i = 0; i < 1200; ++i) lines += i % 2 ? ";TESTS\ta\ty.s\n" : ";TESTS\tbc\tn-\n";
     const std::string input = host::Scratch().Write("batch.txt", lines);
@@ -62,8 +63,8 @@ std::string Job(const std::string& data, const std::string& name)
             job += std::to_string(DestroyBayesianEngine(&engine));
         });
     });
-    return job + "\n[out]\n" + out + "\n[err]\n" + err + "\n[trained]\n" + host::Normalised(host::ReadFile(trained)) +
-           "\n[judged]\n" + host::ReadFile(judged);
+    return job + "\n[out]\n" + out + "\n[err]\n" + err + "\n[trained]\n" +
+           host::Normalised(host::ReadFile(trained)) + "\n[judged]\n" + host::ReadFile(judged);
 }
 
 }  // namespace

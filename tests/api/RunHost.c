@@ -13,7 +13,8 @@ int main(int argc, char** argv)
     BayesianEngineHandle engine = NULL;
     int32_t status = -1;
     if (argc != 5 || (strcmp(argv[1], "train") != 0 && strcmp(argv[1], "evaluate") != 0)) {
-        fprintf(stderr, "Usage: RunHost train NETWORK SAMPLES OUTPUT | RunHost evaluate TRAINED INPUT OUTPUT\n");
+        fprintf(stderr,
+                "Usage: RunHost train NETWORK SAMPLES OUTPUT | RunHost evaluate TRAINED INPUT OUTPUT\n");
         return 2;
     }
     if (CreateBayesianEngine(&engine) != 0 || !engine) return 2;

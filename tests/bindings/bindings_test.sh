@@ -3,6 +3,8 @@
 # classification over processes (a Dask cluster, GNU parallel) against one veltra process.
 # Usage: bindings_test.sh TEST SOURCE_DIR LIBRARY REFERENCE_HOST VELTRA [PYTHON]
 #   TEST: bindings.python, bindings.csharp, scaleout.dask or scaleout.parallel
+# With VELTRA_COMMA_LOCALE naming a locale with a decimal comma (found through LOCPATH), the
+# bindings also run under it.
 set -u
 group=${1#*.} source=$2 library=$3 reference=$4 veltra=$5 python=${6:-}
 work=$(mktemp -d)
@@ -59,8 +61,10 @@ python)
 csharp)
     mcs -warnaserror -out:EngineTest.exe "$source/bindings/csharp/Veltra.cs" "$source/tests/bindings/csharp/EngineTest.cs" ||
         { fail "compiling (Debian: mono-mcs, mono-runtime)"; exit 1; }
-    # DllImport("Veltra") finds libVeltra.so through the library path.
-    LD_LIBRARY_PATH=$(dirname "$library") mono EngineTest.exe >/dev/null || fail "the C# binding"
+    # DllImport("Veltra") finds libVeltra.so through the library path. The runtime takes its
+    # locale from the environment: a decimal-comma one, when the machine has it.
+    LD_LIBRARY_PATH=$(dirname "$library") LC_ALL=${VELTRA_COMMA_LOCALE:-${LC_ALL:-}} mono EngineTest.exe >/dev/null ||
+        fail "the C# binding"
     ;;
 dask)
     py=$(interpreter dask.distributed "python3-dask python3-distributed") || exit 1

@@ -4,6 +4,9 @@
 # ReferenceHost (a C host of the same library) wrote to NAME.expected: each state and the bits of
 # its probability, or the call that failed. Stops at the first failed check, naming it.
 
+import locale
+import os
+import re
 import struct
 from pathlib import Path
 
@@ -58,3 +61,17 @@ with veltra.Engine.from_file("round.net") as engine, veltra.Engine.from_file("ro
     # no verdicts, and a network description has no test lines.
     assert bits(engine.evaluate("decoy.txt", "evaluated.txt")) == bits(2 * 100.0 / 3), "decoy.txt"
     assert bits(engine.evaluate("network.txt", "evaluated.txt")) == bits(float("nan")), "network.txt"
+
+# A Python program may set a locale with a decimal comma (VELTRA_COMMA_LOCALE names one, when the
+# machine has it): the library trains and classifies as in the "C" locale all the same.
+comma = os.environ.get("VELTRA_COMMA_LOCALE")
+if comma:
+    locale.setlocale(locale.LC_ALL, comma)
+    assert locale.localeconv()["decimal_point"] == ",", comma
+    with veltra.Engine() as engine:
+        engine.train("network.txt", "train.txt", "comma.net")
+        got = "".join(classified(engine, results) for results in Path("trained.in").read_text().splitlines())
+    locale.setlocale(locale.LC_ALL, "C")
+    assert got == Path("trained.expected").read_text(), comma
+    undated = [re.sub("Date of training: .*", "", Path(name).read_text()) for name in ("comma.net", "retrained.net")]
+    assert undated[0] == undated[1], comma
