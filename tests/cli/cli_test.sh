@@ -90,6 +90,20 @@ if in_group evaluate; then
     (trap '' XFSZ; ulimit -f 1; "$veltra" evaluate trained.txt many.txt cut.txt >/dev/null 2>stderr.txt)
     [ $? = 1 ] && [ "$(cat stderr.txt)" = "Cannot write file: cut.txt" ] || fail "output cut by a file-size limit"
 fi
+# Outputs that are no files are written and never read back: a pipe through /dev/stdout, a full
+# device. Each finishes or fails at once.
+if in_group evaluate; then
+    timeout 20 "$veltra" evaluate trained.txt eval.txt /dev/full >/dev/null 2>stderr.txt
+    [ $? = 1 ] && [ "$(cat stderr.txt)" = "Cannot write file: /dev/full" ] || fail "output to /dev/full"
+    timeout 20 "$veltra" evaluate trained.txt eval.txt /dev/stdout 2>stderr.txt | cat >piped.txt
+    [ "${PIPESTATUS[0]}" = 0 ] && grep -q '^;Accuracy: 66.67 %' piped.txt || fail "evaluation through a pipe"
+    timeout 20 "$veltra" evaluate --json /dev/stdout trained.txt eval.txt /dev/null 2>stderr.txt | cat >piped.txt
+    [ "${PIPESTATUS[0]}" = 0 ] && grep -q '"accuracy"' piped.txt || fail "figures through a pipe"
+fi
+if in_group train; then
+    timeout 20 "$veltra" train network.txt samples.txt /dev/stdout 2>stderr.txt | cat >piped.txt
+    [ "${PIPESTATUS[0]}" = 0 ] && grep -q '^# Trained by BayesianEngine 2.6' piped.txt || fail "training through a pipe"
+fi
 
 run report "report without a judged copy" 0 "${report%.}" "" "" report --json figures.json kinds.txt labelled.txt
 ! in_group report || same figures.json kinds-figures.json
