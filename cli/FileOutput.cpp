@@ -8,6 +8,7 @@
 
 #if defined(_WIN32)
 #  include <io.h>
+#  include <windows.h>
 #else
 #  include <sys/stat.h>
 #  include <unistd.h>
@@ -44,13 +45,32 @@ bool WriteAndClose(std::FILE* file, const std::string& text, bool sync)
     return std::fclose(file) == 0 && written;
 }
 
+// Whether `path` names something that exists and is no regular file: a directory, a device, a pipe.
+bool Irregular(const std::string& path, const fs::file_status& status)
+{
+    if (fs::exists(status)) return !fs::is_regular_file(status);
+#if defined(_WIN32)
+    // Devices such as NUL exist for the system but not for the file system's status.
+    const HANDLE handle =
+        ::CreateFileA(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                      OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+    if (handle == INVALID_HANDLE_VALUE) return false;
+    const bool device = ::GetFileType(handle) != FILE_TYPE_DISK;
+    ::CloseHandle(handle);
+    return device;
+#else
+    (void)path;
+    return false;
+#endif
+}
+
 }  // namespace
 
 bool WriteWhole(const std::string& path, const std::string& text)
 {
     std::error_code error;
     const fs::file_status status = fs::status(path, error);
-    if (!error && fs::exists(status) && !fs::is_regular_file(status)) {
+    if (Irregular(path, status)) {
         // Opened by the name given: the links of /dev/stdout lead to no name.
         std::FILE* file = std::fopen(path.c_str(), "wb");
         return file && WriteAndClose(file, text, false);

@@ -61,6 +61,16 @@ Found Examine(const std::string& path)
     const fs::file_status status = fs::status(path, error);
     found.exists = !error && fs::exists(status);
     found.regular = found.exists && fs::is_regular_file(status);
+    if (!found.exists) {
+        // Devices such as NUL exist for the system but not for the file system's status.
+        const HANDLE handle =
+            ::CreateFileA(path.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                          OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr);
+        if (handle != INVALID_HANDLE_VALUE) {
+            found.exists = ::GetFileType(handle) != FILE_TYPE_DISK;
+            ::CloseHandle(handle);
+        }
+    }
 #else
     found.exists = ::stat(path.c_str(), &found.status) == 0;
     found.regular = found.exists && S_ISREG(found.status.st_mode);
