@@ -20,19 +20,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-// The file that `path` names once its symbolic links are followed.
-fs::path FollowLinks(const fs::path& path)
-{
-    fs::path at = path;
-    std::error_code error;
-    for (int hops = 0; hops < 40 && fs::is_symlink(fs::symlink_status(at, error)); ++hops) {
-        const fs::path link = fs::read_symlink(at, error);
-        if (error) break;
-        at = link.is_absolute() ? link : at.parent_path() / link;
-    }
-    return at;
-}
-
 // Writes `text` and closes the file; with `sync`, the data reaches the disk first.
 bool WriteAndClose(std::FILE* file, const std::string& text, bool sync)
 {
@@ -75,7 +62,9 @@ bool WriteWhole(const std::string& path, const std::string& text)
         std::FILE* file = std::fopen(path.c_str(), "wb");
         return file && WriteAndClose(file, text, false);
     }
-    const fs::path target = FollowLinks(path);
+    // The file replaced: where the path's links lead, when it exists.
+    fs::path target = fs::weakly_canonical(path, error);
+    if (error) target = path;
     const uint64_t random =
         std::random_device()() ^
         static_cast<uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
