@@ -23,9 +23,9 @@ public:
     void ProcessSampleLine(String line, int32_t* sampleListCount) override;
 
     // Copies `inputFile` to `outputFile` with a result line after every test line and the
-    // accuracy at the end. Raises "Cannot open file: <name>", the refusals of FileChecks (before
-    // the output is opened), "Cannot write file: <output>", the line reader's failures and any
-    // classification failure.
+    // accuracy at the end; the copy replaces the output whole when the run ends (OutputFile).
+    // Raises "Cannot open file: <name>", the refusals of FileChecks (before the output is
+    // opened), those of OutputFile, the line reader's failures and any classification failure.
     virtual void AnalyzeFile(String inputFile, String outputFile);
 
     // Every state with its probability, most probable first (equal ones in state order), in a new

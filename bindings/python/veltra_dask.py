@@ -174,12 +174,23 @@ def classify(client, network: str, results: str, lines: int, window: int) -> int
 
 
 def evaluate(client, network: str, input: str, output: str, lines: int, window: int) -> int:
+    """Writes the judged copy beside `output` and puts it in place, synced, when it is whole: an
+    interruption or a failure leaves an earlier `output` as it was."""
+    partial = output + ".part"
+    try:
+        return _evaluate(client, network, input, output, partial, lines, window)
+    finally:
+        if os.path.exists(partial):
+            os.remove(partial)
+
+
+def _evaluate(client, network: str, input: str, output: str, partial: str, lines: int, window: int) -> int:
     with open(network, "rb") as file:
         description = client.scatter(file.read(), broadcast=True, hash=False)
     right = wrong = 0
     closing = b""
     ends_with_newline = True  # an empty file counts as one empty line, as such a file does
-    with open(input, "rb") as source, open(output + ".part", "wb") as out:
+    with open(input, "rb") as source, open(partial, "wb") as out:
         parts = partitions(source, lines)
         first_part = next(parts, (1, b""))
         for first, (body, r, w, block, stopped) in in_order(
@@ -187,8 +198,6 @@ def evaluate(client, network: str, input: str, output: str, lines: int, window: 
             if stopped >= 0:
                 print("veltra_dask evaluate: %s, line %d: the line does not fit %s"
                       % (input, first + stopped, network), file=sys.stderr)
-                out.close()
-                os.remove(output + ".part")
                 return 1
             out.write(body)
             right += r
@@ -206,7 +215,11 @@ def evaluate(client, network: str, input: str, output: str, lines: int, window: 
             text = b"Accuracy: %.2f %%\n" % (right * 100.0 / judged)
             closing = b"\n\n;" + text + b"\n"
         out.write(closing)
-    os.replace(output + ".part", output)
+        out.flush()
+        os.fsync(out.fileno())
+        if os.path.exists(output):
+            os.chmod(partial, os.stat(output).st_mode & 0o7777)
+    os.replace(partial, output)
     print(closing.strip(b"\n;").decode())
     return 0
 
