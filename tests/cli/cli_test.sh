@@ -84,12 +84,6 @@ run evaluate "report after the accuracy" 0 "*"$'\n\nAccuracy: 55.56 %\n\n'"${rep
 run evaluate "line that does not fit" 1 "*Line: 3 / 3" $'Expected 2 test results but got 3. Test results:\nyyy\nveltra evaluate: bad.txt, line 3: the line does not fit trained.txt\n' "" evaluate trained.txt bad.txt out.txt
 run evaluate "untrained network" 1 "" $'veltra evaluate: network.txt holds no probabilities; train it first\n' "" evaluate network.txt eval.txt out.txt
 run evaluate "output is the network" 1 "" $'veltra evaluate: the output trained.txt would overwrite the network\n' "" evaluate trained.txt eval.txt trained.txt
-# A file-size limit (its signal ignored) cuts the output within a line: the library's message is all.
-if in_group evaluate; then
-    for i in $(seq 40); do cat eval.txt; done >many.txt
-    (trap '' XFSZ; ulimit -f 1; "$veltra" evaluate trained.txt many.txt cut.txt >/dev/null 2>stderr.txt)
-    [ $? = 1 ] && [ "$(cat stderr.txt)" = "Cannot write file: cut.txt" ] || fail "output cut by a file-size limit"
-fi
 # Outputs that are no files are written and never read back: a pipe through /dev/stdout, a full
 # device. Each finishes or fails at once.
 if in_group evaluate; then

@@ -166,19 +166,6 @@ TEST(FileSafety, EarlierOutputsAreReplacedWholeOrKept)
     }
 }
 
-// Outputs that are no regular file are written directly: a batch evaluation to /dev/null, and a
-// training run, which reads its output back, through a temporary file copied to it at the end.
-// A write that fails there fails the run.
-TEST(FileSafety, OutputsThatAreNoFileAreWrittenDirectly)
-{
-    Files files;
-    FieldClassifier engine;
-    EXPECT_EQ(test::Run([&] { engine.Train(files.network, files.samples, "/dev/null", false); }).err, "");
-    EXPECT_EQ(test::Run([&] { engine.AnalyzeFile(files.input, "/dev/null"); }).err, "");
-    EXPECT_TRUE(
-        RaisesExactly([&] { engine.AnalyzeFile(files.input, "/dev/full"); }, "Cannot write file: /dev/full"));
-}
-
 // Where the output may be written but nothing may be created beside it (a directory the user may
 // not write), the earlier file is kept as it is rather than rewritten in place. Run by a child
 // process as an unprivileged user when the tests run as root.
