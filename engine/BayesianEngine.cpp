@@ -151,9 +151,9 @@ void BayesianEngine::Train(String networkFile, String sampleFile, String outputF
     AppendFigures(output);
     output.Commit();
 
-    std::cout << "End of training." << std::endl;
-    std::cout << "Number of sample lists processed: " << IntegerText(sampleListCount) << std::endl;
-    std::cout << "Total sample count: " << IntegerText(m_totalSampleCount) << std::endl;
+    WriteMessage(MessageKind::kSummary, "End of training.");
+    WriteMessage(MessageKind::kSummary, "Number of sample lists processed: " + IntegerText(sampleListCount));
+    WriteMessage(MessageKind::kSummary, "Total sample count: " + IntegerText(m_totalSampleCount));
 }
 
 void BayesianEngine::CopyNetwork(std::istream& network, const String& networkFile, std::ostream& out)
@@ -221,7 +221,7 @@ void BayesianEngine::ReadSampleFile(std::istream& samples, const String& sampleF
         else
             ReadCountLine(String(text.substr(first, end - first)));
     }
-    std::cout << std::endl;
+    progress.Finish();
 }
 
 void BayesianEngine::CountSample(char state, const char* results, int32_t length)
@@ -318,13 +318,15 @@ void BayesianEngine::WriteProbabilities(std::ostream& out, bool counts)
         String tag = TagOfKey(key);
         String denominatorKey = ObservedKey(StateKeyOfKey(key), tag);
         int32_t numerator = Count(key);
-        if (numerator == 0) std::cout << "WARNING: found 0 count for state: " << key << std::endl;
+        if (numerator == 0)
+            WriteMessage(MessageKind::kWarning, "WARNING: found 0 count for state: " + key.str());
         int32_t denominator = Count(denominatorKey);
         double probability;
         if (denominator != 0) {
             probability = static_cast<double>(numerator) / static_cast<double>(denominator);
         } else {
-            std::cout << "******WARNING****** Found 0 count for state: " << denominatorKey << std::endl;
+            WriteMessage(MessageKind::kWarning,
+                         "******WARNING****** Found 0 count for state: " + denominatorKey.str());
             if (numerator != 0) VELTRA_RAISE("Count number for state: ", key, " should be 0");
             // A test never observed in a state: every value equally likely.
             probability = 1.0 / static_cast<double>(m_network.GetTest(tag).GetValueCount());

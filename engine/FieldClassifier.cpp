@@ -253,9 +253,9 @@ void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
 
     // No test lines make 0 / 0: the text is the platform's rendering of not-a-number.
     const double accuracy = tally.correct * 100.0 / (static_cast<double>(tally.wrong) + tally.correct);
-    const std::string accuracyText = "Accuracy: " + FixedNumber(accuracy, 2) + " %\n";
-    out << "\n\n;" << accuracyText << std::endl;
-    std::cout << "\n\n" << accuracyText << std::endl;
+    const std::string accuracyText = "Accuracy: " + FixedNumber(accuracy, 2) + " %";
+    out << "\n\n;" << accuracyText << "\n" << std::endl;
+    WriteMessage(MessageKind::kSummary, accuracyText, "\n\n", "\n\n");
     in.close();
     output.Commit();
 }

@@ -1,11 +1,14 @@
-// ProgressCounter: the line counter that training and batch evaluation keep on standard output.
-// Each step writes a run of backspaces that erases the previous text, then "Line: <n> / <total>",
-// without an end of line, so that the counter counts up in place.
+// ProgressCounter: the line counter that training and batch evaluation keep. On the console each
+// step writes a run of backspaces that erases the previous text, then "Line: <n> / <total>",
+// without an end of line, so that the counter counts up in place; a host's console sink gets the
+// counts instead (and the text without the erasing run, if it asks for progress texts).
 #ifndef VELTRA_ENGINE_PROGRESSCOUNTER_H
 #define VELTRA_ENGINE_PROGRESSCOUNTER_H
 
 #include <cstdint>
 #include <string>
+
+#include "safe/Console.h"
 
 namespace veltra {
 
@@ -17,14 +20,20 @@ public:
     static constexpr int32_t kEvaluationBackspaces = 22;
 
     ProgressCounter(int32_t backspaces, int32_t total);
-    // Counts one more line and writes the counter, assembled and written at once, its numbers in
+    // Counts one more line and shows the counter, assembled and written at once, its numbers in
     // the "C" locale's form whatever locale or flags standard output has; returns the new count.
     // The count stays within the lines a run reads, which the reading keeps within 32 bits.
     int32_t Step();
+    // Ends the display with a line end on the console (training does; evaluation's accuracy
+    // follows its display directly).
+    void Finish();
 
 private:
     const std::string m_erase;
+    const int32_t m_total;
     int32_t m_count = 0;
+    ConsoleSink* const m_sink;
+    const bool m_texts;  // the sink wants the counter's texts
     std::string m_text;
     std::string m_suffix;  // " / <total>"
 };

@@ -35,8 +35,8 @@ void GenericProxy::CheckForLeak() noexcept
     CleanUpOrReportTrap("Exception in Proxy dtor!", [this] {
         if (m_object) {
             if (m_object->IsOnHeap())
-                std::cerr << "ERROR: "
-                          << "Memory leak detected! Object type: " << m_object->GetTypeName() << std::endl;
+                WriteReport(std::string("ERROR: ") +
+                            "Memory leak detected! Object type: " + m_object->GetTypeName());
             m_object->SetProxy(nullptr);
         }
     });

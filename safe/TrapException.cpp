@@ -34,9 +34,9 @@ std::string MessagePiece(double value)
 void ReportError(const std::string& text) noexcept
 {
     try {
-        std::cerr << "ERROR: " << text << std::endl;
+        WriteReport("ERROR: " + text);
     } catch (...) {
-        // Standard error itself failed: there is nowhere left to report to.
+        // No memory for the text: there is nothing left to report with.
     }
 }
 

@@ -13,6 +13,7 @@
 #include <string>
 #include <type_traits>
 
+#include "safe/Console.h"
 #include "safe/Numbers.h"
 
 namespace veltra {
@@ -48,37 +49,27 @@ std::string MessagePiece(int32_t value);  // "%d"
 std::string MessagePiece(int64_t value);  // "%ld" of a value that fits 64 bits
 std::string MessagePiece(double value);   // "%lf"
 
-// Pieces as written to standard error; doubles take the stream's default format there. Numbers
-// are written as text, in the "C" locale's form whatever locale or flags the stream has.
+// Pieces as standard error shows them: as in the message, but doubles in a stream's default
+// format ("%g") there. Numbers are in the "C" locale's form whatever locale the host has set.
 template <class P>
-void WritePiece(std::ostream& out, const P& piece)
+std::string ShownPiece(const P& piece)
 {
-    out << piece;
+    return MessagePiece(piece);
 }
-inline void WritePiece(std::ostream& out, int32_t value)
+inline std::string ShownPiece(double value)
 {
-    out << MessagePiece(value);
-}
-inline void WritePiece(std::ostream& out, int64_t value)
-{
-    out << MessagePiece(value);
-}
-inline void WritePiece(std::ostream& out, double value)
-{
-    out << GeneralNumber(value, 6);
-}
-inline void WritePiece(std::ostream& out, const char* text)
-{
-    out << (text ? text : "");
+    return GeneralNumber(value, 6);
 }
 
-// Writes the pieces and an end of line to standard error, then throws a TrapException whose
-// message is the same pieces. Use through VELTRA_RAISE so that the location is filled in.
+// Writes the pieces and an end of line to standard error (or to the calling thread's console
+// sink), then throws a TrapException whose message is the same pieces. Use through VELTRA_RAISE
+// so that the location is filled in.
 template <class... Pieces>
 [[noreturn]] void Raise(const char* file, int32_t line, const Pieces&... pieces)
 {
-    (WritePiece(std::cerr, pieces), ...);
-    std::cerr << std::endl;
+    std::string shown;
+    ((shown += ShownPiece(pieces)), ...);
+    WriteRaised(shown);
     TrapException e(file, line);
     (e.Append(MessagePiece(pieces)), ...);
     throw e;
