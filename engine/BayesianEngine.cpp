@@ -47,7 +47,7 @@ std::string TrainingDate(std::time_t time)
     return text;
 }
 
-int32_t CountNewlines(std::istream& in, const String& file, int32_t start)
+int32_t CountNewlines(std::istream& in, const String& file, int32_t start, int64_t* refused)
 {
     // A line that the reading would refuse stops the count where the reading would stop, so that
     // an endless input without newlines ends here at once. A CR before the newline is no part of
@@ -57,7 +57,10 @@ int32_t CountNewlines(std::istream& in, const String& file, int32_t start)
     int32_t total = start;
     size_t length = 0;  // of the line so far
     bool cr = false;    // the line so far ends with CR
-    auto tooLong = [&] { VELTRA_RAISE("Line ", total + 1, " of ", file, " is longer than 1023 bytes"); };
+    auto tooLong = [&] {
+        if (refused) *refused = int64_t{total} + 1;
+        VELTRA_RAISE("Line ", total + 1, " of ", file, " is longer than 1023 bytes");
+    };
     while (in.read(buffer.data(), static_cast<std::streamsize>(buffer.size())) || in.gcount() > 0) {
         const char* at = buffer.data();
         const char* const end = at + in.gcount();
@@ -76,9 +79,11 @@ int32_t CountNewlines(std::istream& in, const String& file, int32_t start)
             if (length - (cr ? 1 : 0) > kLongest) tooLong();
             // Another line follows every newline: the last one read, and every count of lines
             // read, must stay within 32 bits.
-            if (total == INT32_MAX - 1)
+            if (total == INT32_MAX - 1) {
+                if (refused) *refused = int64_t{INT32_MAX} + 1;
                 VELTRA_RAISE("The line count would pass 2147483647 at line ", int64_t{INT32_MAX} + 1, " of ",
                              file);
+            }
             ++total;
             length = 0;
             cr = false;
@@ -103,14 +108,22 @@ void BayesianEngine::LoadFile(const std::string& path, const String& name)
     if (!in.is_open()) VELTRA_RAISE("Cannot open file: ", name);
     std::string text;
     String line;
+    m_place = {name, 0};
     // The end test comes before each read, so a final newline yields one more, empty line.
     for (int64_t number = 1; !in.eof(); ++number) {
+        m_place.line = number;
         String::ReadLine(in, line, name, number);
         text += line.str();
         text += '\n';
     }
     in.close();
-    m_network.Load(String(text));
+    try {
+        m_network.Load(String(text));
+    } catch (...) {
+        m_place.line = m_network.GetLoadFacts().failedLine;
+        throw;
+    }
+    m_place = Place();
 }
 
 void BayesianEngine::Train(String networkFile, String sampleFile, String outputFile, bool counts)
@@ -129,7 +142,9 @@ void BayesianEngine::Train(String networkFile, String sampleFile, String outputF
     }
     RefuseOverwrite(outputFile, networkFile);
     RefuseOverwrite(outputFile, sampleFile);
+    m_place = {outputFile, 0};
     OutputFile output(outputFile, OutputFile::Use::kReadBack);
+    m_place = Place();
     std::ostream& out = output.Stream();
 
     InitializeThruFile(networkFile);
@@ -145,11 +160,15 @@ void BayesianEngine::Train(String networkFile, String sampleFile, String outputF
 
     WriteCountTable(out, sampleListCount);
     WriteProbabilities(out, counts);
+    m_place = {outputFile, 0};
     output.Close();
+    m_place = Place();
 
     LoadFile(output.ReadPath(), outputFile);
     AppendFigures(output);
+    m_place = {outputFile, 0};
     output.Commit();
+    m_place = Place();
 
     WriteMessage(MessageKind::kSummary, "End of training.");
     WriteMessage(MessageKind::kSummary, "Number of sample lists processed: " + IntegerText(sampleListCount));
@@ -161,10 +180,13 @@ void BayesianEngine::CopyNetwork(std::istream& network, const String& networkFil
     // The trained file begins with the description the samples are counted against, verbatim;
     // the text of the read that meets the end is written too.
     String line;
+    m_place = {networkFile, 0};
     for (int64_t number = 1; !network.eof(); ++number) {
+        m_place.line = number;
         String::ReadLine(network, line, networkFile, number);
         out << line << "\n";
     }
+    m_place = Place();
 }
 
 void BayesianEngine::AppendFigures(OutputFile& output)
@@ -202,13 +224,13 @@ void BayesianEngine::ReadSampleFile(std::istream& samples, const String& sampleF
         ~FoldOnExit() { counters.Fold(); }
     } fold{m_sampleCounters};
 
-    int32_t total = CountNewlines(samples, sampleFile);
+    m_place = {sampleFile, 0};
+    int32_t total = CountNewlines(samples, sampleFile, 0, &m_place.line);
     ProgressCounter progress(ProgressCounter::kTrainingBackspaces, total);
-    m_reading = {sampleFile, 0};
     String line;
     for (int64_t number = 1; !samples.eof(); ++number) {
+        m_place.line = number;
         String::ReadLine(samples, line, sampleFile, number);
-        m_reading.line = number;
         // The line without the white space at either end.
         const std::string& text = line.str();
         size_t first = 0, end = text.size();
@@ -221,6 +243,7 @@ void BayesianEngine::ReadSampleFile(std::istream& samples, const String& sampleF
         else
             ReadCountLine(String(text.substr(first, end - first)));
     }
+    m_place = Place();
     progress.Finish();
 }
 
@@ -243,13 +266,12 @@ void BayesianEngine::AddSample(const String& state, const String& results)
     // Every count of a run is at most the sample count, which a sample past 2^31-1 would wrap; a
     // count that a derived engine set near the limit is refused as it is reached.
     if (m_totalSampleCount == INT32_MAX)
-        VELTRA_RAISE("The sample count would pass 2147483647 at line ", m_reading.line, " of ",
-                     m_reading.file);
+        VELTRA_RAISE("The sample count would pass 2147483647 at line ", m_place.line, " of ", m_place.file);
     const auto increment = [&](const String& key) {
         int32_t& count = m_countTable.Get(key).m_value;
         if (count == INT32_MAX)
-            VELTRA_RAISE("The count of ", key, " would pass 2147483647 at line ", m_reading.line, " of ",
-                         m_reading.file);
+            VELTRA_RAISE("The count of ", key, " would pass 2147483647 at line ", m_place.line, " of ",
+                         m_place.file);
         ++count;
     };
     String stateKey = StateKey(state);

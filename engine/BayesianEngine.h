@@ -28,9 +28,10 @@ class OutputFile;
 // shown by the progress counters. Raises, as reading the file would, "Line <n> of <file> is longer
 // than 1023 bytes", at once for an input without end or newlines, and "Cannot read file: <file>";
 // and "The line count would pass 2147483647 at line 2147483648 of <file>" for a file of more lines
-// than a run counts (its progress shows one more line than the newlines). `start` newlines are
-// taken as counted already: a test starts near the limit.
-int32_t CountNewlines(std::istream& in, const String& file, int32_t start = 0);
+// than a run counts (its progress shows one more line than the newlines); the number of the line
+// refused goes to *refused, when given. `start` newlines are taken as counted already: a test
+// starts near the limit.
+int32_t CountNewlines(std::istream& in, const String& file, int32_t start = 0, int64_t* refused = nullptr);
 
 // The local date and time of `time` as the standard ctime writes it ("Sun Nov 22 15:52:16 2026"
 // and a newline): the date line of a trained file.
@@ -90,15 +91,27 @@ public:
     // followed by LeaveCall, or by the engine's deletion.
     void EnterCall()
     {
-        if (m_inCall.exchange(true, std::memory_order_acquire))
+        if (!TryEnterCall())
             VELTRA_RAISE(
                 "Engine is already in a call on another thread: one engine serves one thread at a time");
     }
+    // The same without a message: false while another call is inside.
+    bool TryEnterCall() { return !m_inCall.exchange(true, std::memory_order_acquire); }
     void LeaveCall() noexcept { m_inCall.store(false, std::memory_order_release); }
 
     NaiveBayesNet& GetNetwork() { return m_network; }
     const HashTable<Long>& GetCountTable() const { return m_countTable; }
     int32_t GetTotalSampleCount() const { return m_totalSampleCount; }
+
+    // The file and line a run is reading: cleared when a reading ends well, kept when it fails,
+    // so that after a failure it names where the failure was (no file and line 0 where it was
+    // not in a file's line, a file and line 0 where it was in a file but not in one line).
+    struct Place {
+        String file;
+        int64_t line = 0;
+    };
+    const Place& GetPlace() const { return m_place; }
+    void ClearPlace() { m_place = Place(); }
 
 protected:
     // Counts one sample as AddSample(String(state), results) does, through the run's flat
@@ -106,6 +119,7 @@ protected:
     void CountSample(char state, const char* results, int32_t length);
 
     NaiveBayesNet m_network;
+    Place m_place;
     HashTable<Long> m_countTable;
     int32_t m_totalSampleCount = 0;
     bool m_fastPath = true;
@@ -126,11 +140,6 @@ private:
 
     SampleCounters m_sampleCounters;
     std::atomic<bool> m_inCall{false};
-    // The sample file being read and the line being counted, which a refusal names.
-    struct Reading {
-        String file;
-        int64_t line = 0;
-    } m_reading;
 };
 
 // A host's call on an engine, from EnterCall to LeaveCall.

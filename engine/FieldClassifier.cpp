@@ -69,7 +69,7 @@ void FieldClassifier::ProcessSampleLine(String line, int32_t* sampleListCount)
     *sampleListCount = 1;
 }
 
-bool FieldClassifier::RankFast(const char* results, size_t length)
+bool FieldClassifier::RankFast(const char* results, size_t length, bool fresh)
 {
     const CompiledNetwork* compiled = m_network.GetCompiled();
     if (!compiled) return false;
@@ -82,7 +82,10 @@ bool FieldClassifier::RankFast(const char* results, size_t length)
     if (length > INT32_MAX) return false;
     const size_t states = static_cast<size_t>(compiled->StateCount());
     m_levels.resize(states);
-    if (!m_network.GetConfLevels(results, static_cast<int32_t>(length), m_levels.data())) return false;
+    const int32_t count = static_cast<int32_t>(length);
+    if (!(fresh ? m_network.GetFreshLevels(results, count, m_levels.data())
+                : m_network.GetConfLevels(results, count, m_levels.data())))
+        return false;
     // SortDubiousDataList's order: decreasing level, equal levels in state order. Levels are never
     // NaN (every probability lies in [0, 1]), so a stable insertion gives the same order as its
     // repeated selection of the earliest largest level.
@@ -154,8 +157,42 @@ int32_t FieldClassifier::AnalyzeInto(const char* results, char* categories, doub
     return 0;
 }
 
-bool FieldClassifier::JudgeFast(const std::string_view* fields, std::ostream& out, std::string& text,
-                                Tally& tally)
+int32_t FieldClassifier::ClassifyFresh(const char* results, char* categories, double* probabilities,
+                                       int32_t capacity)
+{
+    if (!m_network.HasHypothesis()) VELTRA_RAISE("Network has not been initialized yet");
+    if (RankFast(results, std::strlen(results), true)) {
+        const CompiledNetwork& compiled = *m_network.GetCompiled();
+        const int32_t n = compiled.StateCount();
+        if (n > capacity) return n;
+        for (int32_t i = 0; i < n; ++i) {
+            const int32_t s = m_ranking[static_cast<size_t>(i)];
+            categories[i] = compiled.StateKey(s)[2];
+            probabilities[i] = m_levels[static_cast<size_t>(s)];
+        }
+        return n;
+    }
+    // The keyed way, which reports what the arrays cannot answer.
+    int32_t n = capacity;
+    if (AnalyzeInto(results, categories, probabilities, &n) != 0)
+        return m_network.GetHypothesis().GetStateCount();
+    return n;
+}
+
+void FieldClassifier::Tell(int64_t number, std::string_view expected, std::string_view results)
+{
+    std::string cleaned;
+    if (results.find('.') != std::string_view::npos) {
+        cleaned.assign(results);
+        cleaned.erase(std::remove(cleaned.begin(), cleaned.end(), '.'), cleaned.end());
+        results = cleaned;
+    }
+    m_judgedLines->Judged(number, expected, results, static_cast<int32_t>(m_tellStates.size()),
+                          m_tellStates.data(), m_tellLevels.data());
+}
+
+bool FieldClassifier::JudgeFast(int64_t number, const std::string_view* fields, std::ostream& out,
+                                std::string& text)
 {
     if (!RankFast(fields[2].data(), fields[2].size())) return false;
     const CompiledNetwork& compiled = *m_network.GetCompiled();
@@ -163,7 +200,7 @@ bool FieldClassifier::JudgeFast(const std::string_view* fields, std::ostream& ou
     // A line is right when the most probable state is any one of its expected states.
     const bool right = fields[1].find(winner) != std::string_view::npos;
     text = right ? ";OK\t" : ";ERROR\t";
-    ++(right ? tally.correct : tally.wrong);
+    ++(right ? m_tally.correct : m_tally.wrong);
     for (int32_t s : m_ranking) {
         text.append(compiled.StateKey(s), 2, std::string::npos);
         text += ':';
@@ -179,10 +216,19 @@ bool FieldClassifier::JudgeFast(const std::string_view* fields, std::ostream& ou
     }
     text += '\n';
     Write(out, text);
+    if (m_judgedLines) {
+        m_tellStates.clear();
+        m_tellLevels.clear();
+        for (int32_t s : m_ranking) {
+            m_tellStates.push_back(compiled.StateKey(s)[2]);
+            m_tellLevels.push_back(m_levels[static_cast<size_t>(s)]);
+        }
+        Tell(number, fields[1], fields[2]);
+    }
     return true;
 }
 
-void FieldClassifier::JudgeKeyed(const String& line, std::ostream& out, Tally& tally)
+void FieldClassifier::JudgeKeyed(int64_t number, const String& line, std::ostream& out)
 {
     AutoPtr<Vector<String>> tokens(line.GetTokens("\t", true));
     if (tokens->Size() < 3) VELTRA_RAISE("Wrong format in line:\n", line);
@@ -194,10 +240,10 @@ void FieldClassifier::JudgeKeyed(const String& line, std::ostream& out, Tally& t
     // A line is right when the most probable state is any one of its expected states.
     if (expected.Contains(table->Get((*states)[0])->GetValue())) {
         out << ";OK\t";
-        ++tally.correct;
+        ++m_tally.correct;
     } else {
         out << ";ERROR\t";
-        ++tally.wrong;
+        ++m_tally.wrong;
     }
     for (int32_t i = 0; i < states->Size(); ++i) {
         const DubiousData& entry = *table->Get((*states)[i]);
@@ -209,6 +255,16 @@ void FieldClassifier::JudgeKeyed(const String& line, std::ostream& out, Tally& t
         out << "  ";
     }
     out << "\n";
+    if (m_judgedLines) {
+        m_tellStates.clear();
+        m_tellLevels.clear();
+        for (int32_t i = 0; i < states->Size(); ++i) {
+            const DubiousData& entry = *table->Get((*states)[i]);
+            m_tellStates.push_back(entry.GetValue()[0]);
+            m_tellLevels.push_back(entry.m_figure);
+        }
+        Tell(number, expected.str(), (*tokens)[2].str());
+    }
 }
 
 void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
@@ -220,18 +276,21 @@ void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
     std::ifstream in(inputFile.c_str());
     if (!in.is_open()) VELTRA_RAISE("Cannot open file: ", inputFile);
     RefuseOverwrite(outputFile, inputFile);
+    m_place = {outputFile, 0};
     OutputFile output(outputFile, OutputFile::Use::kWriteOnly);
     std::ostream& out = output.Stream();
 
-    int32_t total = CountNewlines(in, inputFile);
+    m_tally = Tally();
+    m_place = {inputFile, 0};
+    int32_t total = CountNewlines(in, inputFile, 0, &m_place.line);
     out.precision(4);
     ProgressCounter progress(ProgressCounter::kEvaluationBackspaces, total);
     // Lines are assembled and written at once where the output writes numbers plainly.
     const bool assemble = m_fastPath && WritesPlainNumbers(out);
-    Tally tally;
     String line;
     std::string text;
     for (int64_t number = 1; !in.eof(); ++number) {
+        m_place.line = number;
         output.CheckWritten();  // a full disk stops the run at the next line
         String::ReadLine(in, line, inputFile, number);
         if (assemble)
@@ -244,20 +303,22 @@ void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
             if (IsBlank(line.str()) || line.str().compare(0, 7, ";TESTS\t") != 0) continue;
             std::string_view fields[3];
             if (CutFields(line.c_str(), fields, 3) < 3) VELTRA_RAISE("Wrong format in line:\n", line);
-            if (JudgeFast(fields, out, text, tally)) continue;
+            if (JudgeFast(number, fields, out, text)) continue;
         } else if (line.Trim().Length() == 0 || !line.StartsWith(";TESTS\t")) {
             continue;
         }
-        JudgeKeyed(line, out, tally);
+        JudgeKeyed(number, line, out);
     }
+    m_place = {outputFile, 0};
 
     // No test lines make 0 / 0: the text is the platform's rendering of not-a-number.
-    const double accuracy = tally.correct * 100.0 / (static_cast<double>(tally.wrong) + tally.correct);
+    const double accuracy = m_tally.correct * 100.0 / (static_cast<double>(m_tally.wrong) + m_tally.correct);
     const std::string accuracyText = "Accuracy: " + FixedNumber(accuracy, 2) + " %";
     out << "\n\n;" << accuracyText << "\n" << std::endl;
     WriteMessage(MessageKind::kSummary, accuracyText, "\n\n", "\n\n");
     in.close();
     output.Commit();
+    m_place = Place();
 }
 
 }  // namespace veltra

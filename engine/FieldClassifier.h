@@ -13,8 +13,26 @@
 
 namespace veltra {
 
+// Told of each test line a batch evaluation judges, as it judges it: the line's number in the
+// input, its expected states, its results (full stops removed), and the ranking: the first
+// character of every state and its probability, most probable first.
+class JudgedLines {
+public:
+    virtual void Judged(int64_t line, std::string_view expected, std::string_view results, int32_t count,
+                        const char* states, const double* probabilities) = 0;
+
+protected:
+    ~JudgedLines() = default;
+};
+
 class FieldClassifier : public BayesianEngine {
 public:
+    // The test lines of a batch evaluation judged right and wrong.
+    struct Tally {
+        int32_t correct = 0;
+        int32_t wrong = 0;
+    };
+
     const char* GetTypeName() const override { return "FieldClassifier"; }
 
     // A line beginning ";TESTS\t" adds one sample per expected state and sets *sampleListCount
@@ -39,26 +57,40 @@ public:
     // states; raises as Analyze does.
     int32_t AnalyzeInto(const char* results, char* categories, double* probabilities, int32_t* count);
 
+    // Field analysis from the network alone, as the host interface gives it: the levels computed
+    // afresh where the compiled arrays answer (no cache read or written), the keyed way otherwise;
+    // the same figures, to the bit, as Analyze gives on a freshly loaded engine. The first
+    // character of every state and its probability, most probable first, go into arrays of
+    // `capacity` entries. Returns the number of states, and writes nothing when it exceeds
+    // `capacity`; raises as Analyze does.
+    int32_t ClassifyFresh(const char* results, char* categories, double* probabilities, int32_t capacity);
+
+    // Who is told of every judged line of the batch evaluations to come (null: nobody).
+    void SetJudgedLines(JudgedLines* judged) { m_judgedLines = judged; }
+    // The verdicts of the last batch evaluation, as far as it went.
+    const Tally& GetTally() const { return m_tally; }
+
 private:
-    // The test lines of a batch evaluation judged right and wrong.
-    struct Tally {
-        int32_t correct = 0;
-        int32_t wrong = 0;
-    };
     // One test line (its three fields) judged from the compiled network, its result line assembled
     // and written; false, with nothing written, where only the keyed way answers exactly.
-    bool JudgeFast(const std::string_view* fields, std::ostream& out, std::string& text, Tally& tally);
+    bool JudgeFast(int64_t number, const std::string_view* fields, std::ostream& out, std::string& text);
     // One test line judged the keyed way, its result line written piece by piece.
-    void JudgeKeyed(const String& line, std::ostream& out, Tally& tally);
+    void JudgeKeyed(int64_t number, const String& line, std::ostream& out);
+    // Tells m_judgedLines of a judged line whose ranking is in m_tellStates and m_tellLevels.
+    void Tell(int64_t number, std::string_view expected, std::string_view results);
 
     // Field analysis from the compiled network: every state's level, in state order, into
     // m_levels and the states ranked as Analyze ranks them into m_ranking. False, with nothing
-    // changed, where only the keyed way answers exactly.
-    bool RankFast(const char* results, size_t length);
+    // changed, where only the keyed way answers exactly. Fresh: without the caches.
+    bool RankFast(const char* results, size_t length, bool fresh = false);
 
     std::string m_cleaned;  // results without their full stops
     std::vector<double> m_levels;
     std::vector<int32_t> m_ranking;
+    JudgedLines* m_judgedLines = nullptr;
+    std::vector<char> m_tellStates;
+    std::vector<double> m_tellLevels;
+    Tally m_tally;
 };
 
 }  // namespace veltra

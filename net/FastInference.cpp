@@ -160,6 +160,25 @@ void FastInference::StoreLevel(int32_t state, double level)
     if (m_levels.Size() < m_levelLimit) m_levels.Add(KeyOf(state), level);
 }
 
+bool FastInference::FreshLevels(double* levels)
+{
+    if (!Observe()) return false;
+    ComputeProducts();
+    // A state's level from its product and the others' added in state order: those before it,
+    // then one by one those after it, as Level adds them.
+    const size_t count = static_cast<size_t>(m_network->StateCount());
+    const double* products = m_computedProducts.data();
+    double before = 0.0;
+    for (size_t s = 0; s < count; ++s) {
+        double others = before;
+        for (size_t k = s + 1; k < count; ++k) others += products[k];
+        before += products[s];
+        const double own = products[s];
+        levels[s] = own != 0.0 ? 1.0 / (others / own + 1.0) : 0.0;
+    }
+    return true;
+}
+
 bool FastInference::OneLevel(int32_t state, double& level)
 {
     const int32_t entry = m_levels.Find(KeyOf(state));

@@ -44,6 +44,10 @@ public:
     bool AllLevels(double* levels);
     // The level of one state, under the same condition.
     bool OneLevel(int32_t state, double& level);
+    // The levels of every state computed from the arrays alone, neither cache read or written:
+    // what AllLevels gives when both caches are empty. False when some result character has no
+    // probability for every state.
+    bool FreshLevels(double* levels);
     // Forgets the fields indexed for the previous network.
     void NetworkChanged();
 

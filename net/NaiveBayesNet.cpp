@@ -1,5 +1,6 @@
 #include "net/NaiveBayesNet.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -93,21 +94,37 @@ void NaiveBayesNet::Load(const String& text)
     m_compiledStale = true;
     DeleteNodes();
 
+    m_facts = LoadFacts();
     bool sawProbability = false;
-    // Lines end at CR or LF alike; empty lines vanish.
-    AutoPtr<Vector<String>> lines(text.GetTokens("\r\n", true));
-    for (int32_t i = 0; i < lines->Size(); ++i) {
-        String line = (*lines)[i].Trim();
+    // Lines end at CR, LF or CR LF alike and empty lines vanish, as GetTokens("\r\n", true) cuts
+    // the text (up to a zero byte); the line number counts the line ends before a line.
+    const std::string& all = text.str();
+    const size_t end = std::strlen(all.c_str());
+    int64_t number = 1;
+    for (size_t at = 0; at < end;) {
+        if (all[at] == '\r' || all[at] == '\n') {
+            at += all[at] == '\r' && at + 1 < end && all[at + 1] == '\n' ? 2 : 1;
+            ++number;
+            continue;
+        }
+        const size_t stop = std::min(all.find_first_of("\r\n", at), end);
+        const String line = String(all.substr(at, stop - at)).Trim();
+        at = stop;
         if (line.Length() == 0 || line.StartsWith("#")) continue;
-        if (line.StartsWith("PARAMETER")) {
-            ReadParameterLine(line);
-        } else if (line.StartsWith("P")) {
-            ReadProbabilityLine(line);
-            sawProbability = true;
-        } else if (line.StartsWith("H")) {
-            ReadHypothesisLine(line);
-        } else {
-            ReadTestLine(line);
+        try {
+            if (line.StartsWith("PARAMETER")) {
+                ReadParameterLine(line);
+            } else if (line.StartsWith("P")) {
+                ReadProbabilityLine(line);
+                sawProbability = true;
+            } else if (line.StartsWith("H")) {
+                ReadHypothesisLine(line);
+            } else {
+                ReadTestLine(line);
+            }
+        } catch (...) {
+            m_facts.failedLine = number;
+            throw;
         }
     }
 
@@ -144,11 +161,19 @@ void NaiveBayesNet::ReadProbabilityLine(const String& line)
         // Too few tokens or no "=": the keyed reading raises the table's or the string's message.
         AutoPtr<Vector<String>> pieces(String(compact).GetTokens("()", true));
         const String& key = (*pieces)[1];
-        SetProbability(key, ReadNumber((*pieces)[2].AfterFirst("=").c_str()));
+        ReadProbability(key, ReadNumber((*pieces)[2].AfterFirst("=").c_str()));
         return;
     }
     const std::string value(third.substr(third.find('=') + 1));
-    SetProbability(String(std::string(tokens[1], lengths[1])), ReadNumber(value.c_str()));
+    ReadProbability(String(std::string(tokens[1], lengths[1])), ReadNumber(value.c_str()));
+}
+
+void NaiveBayesNet::ReadProbability(const String& key, double value)
+{
+    ++m_facts.probabilityLines;
+    double& smallest = IsConditionalKey(key) ? m_facts.smallestConditional : m_facts.smallestPrior;
+    if (value > 0.0 && value < smallest) smallest = value;
+    SetProbability(key, value);
 }
 
 void NaiveBayesNet::ReadHypothesisLine(const String& line)
@@ -246,6 +271,19 @@ bool NaiveBayesNet::GetConfLevels(const char* results, int32_t length, double* l
 {
     const CompiledNetwork* compiled = GetCompiled();
     return compiled && m_fast.Begin(*compiled, results, length) && m_fast.AllLevels(levels);
+}
+
+bool NaiveBayesNet::GetFreshLevels(const char* results, int32_t length, double* levels)
+{
+    const CompiledNetwork* compiled = GetCompiled();
+    return compiled && m_fast.Begin(*compiled, results, length) && m_fast.FreshLevels(levels);
+}
+
+void NaiveBayesNet::ClearCaches()
+{
+    m_confidenceCache.Clear();
+    m_productCache.Clear();
+    m_fast.NetworkChanged();
 }
 
 double NaiveBayesNet::GetConfLevel(const String& stateKey, const String& results, bool verbose)

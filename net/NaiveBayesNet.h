@@ -64,6 +64,13 @@ public:
     // probability for every state, a network they cannot mirror, the fast path switched off):
     // the caller then asks GetConfLevel state by state.
     bool GetConfLevels(const char* results, int32_t length, double* levels);
+    // The same levels computed afresh from the compiled arrays, neither cache read or written:
+    // what GetConfLevels gives with empty caches. False where those cannot answer exactly.
+    bool GetFreshLevels(const char* results, int32_t length, double* levels);
+    // Forgets every cached product and level: answers from here on come from the network as it
+    // is. (Load keeps the caches; a host that asks for answers from the network just loaded
+    // clears them.)
+    void ClearCaches();
     // The compiled arrays of the current network, rebuilt after any change; null when they are
     // unusable or the fast path is off.
     const CompiledNetwork* GetCompiled();
@@ -88,12 +95,24 @@ public:
     const BayesTest& GetTest(int32_t index) const;
     const BayesTest& GetTest(const String& tag) const { return *m_tests.Get(tag); }
     bool HasParameter(const String& name) const { return m_parameters.Contains(name); }
+
+    // What the last Load read: the probability lines, the smallest of their values above 0
+    // (priors and tests' apart; 1 where none), and the number of the line that failed (0: none,
+    // or a failure after the last line), counting line ends in the text.
+    struct LoadFacts {
+        int32_t probabilityLines = 0;
+        double smallestPrior = 1.0;
+        double smallestConditional = 1.0;
+        int64_t failedLine = 0;
+    };
+    const LoadFacts& GetLoadFacts() const { return m_facts; }
     double GetParameter(const String& name) const { return m_parameters.Get(name).m_value; }
 
 private:
     void DeleteNodes();
     void ReadParameterLine(const String& line);
     void ReadProbabilityLine(const String& line);
+    void ReadProbability(const String& key, double value);
     void ReadHypothesisLine(const String& line);
     void ReadTestLine(const String& line);
     void CheckProbabilities() const;
@@ -114,6 +133,7 @@ private:
     bool m_compiledStale = true;
     CompiledNetwork m_compiled;
     FastInference m_fast;
+    LoadFacts m_facts;
 };
 
 }  // namespace veltra

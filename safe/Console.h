@@ -52,7 +52,8 @@ void WriteRaised(const std::string& text);
 // A clean-up report ("ERROR: ..."): to the sink as a failure, or to standard error likewise.
 void WriteReport(const std::string& text) noexcept;
 // A text of `kind`: to the sink, or to standard output as `before` + text + `after`, flushed.
-void WriteMessage(MessageKind kind, const std::string& text, const char* before = "", const char* after = "\n");
+void WriteMessage(MessageKind kind, const std::string& text, const char* before = "",
+                  const char* after = "\n");
 
 }  // namespace veltra
 
