@@ -5,6 +5,7 @@
 #include <ctime>
 #include <fstream>
 #include <iostream>
+#include <map>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -102,13 +103,13 @@ void BayesianEngine::InitializeThruFile(String path)
     LoadFile(path.str(), path);
 }
 
-void BayesianEngine::LoadFile(const std::string& path, const String& name)
+void BayesianEngine::LoadFile(const std::string& path, const String& name, std::string* kept)
 {
+    m_place = {name, 0};
     std::ifstream in(path.c_str());
     if (!in.is_open()) VELTRA_RAISE("Cannot open file: ", name);
     std::string text;
     String line;
-    m_place = {name, 0};
     // The end test comes before each read, so a final newline yields one more, empty line.
     for (int64_t number = 1; !in.eof(); ++number) {
         m_place.line = number;
@@ -124,6 +125,7 @@ void BayesianEngine::LoadFile(const std::string& path, const String& name)
         throw;
     }
     m_place = Place();
+    if (kept) *kept = std::move(text);
 }
 
 void BayesianEngine::Train(String networkFile, String sampleFile, String outputFile, bool counts)
@@ -447,10 +449,13 @@ void BayesianEngine::WriteFigures(std::ostream& out, TestFigure kind)
 
     out << (cp ? "#\tCP values:\n#\t-----------\n" : "\n#\tDP values:\n#\t-----------\n");
     Ptr<Vector<String>> keys = list->GetKeys();
+    std::map<std::string, double>& written = m_writtenFigures[cp ? 0 : 1];
+    written.clear();
     for (int32_t i = 0; i < keys->Size(); ++i) {
         const DubiousData& entry = *list->Get((*keys)[i]);
         out << "#\t" << entry.m_figure << "\t" << entry.m_value << "\t"
             << m_network.GetTest(entry.m_value).GetDescription() << "\n";
+        written[entry.m_value.str()] = entry.m_figure;
     }
 }
 

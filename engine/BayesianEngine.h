@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <ctime>
 #include <iosfwd>
+#include <map>
 #include <string>
 
 #include "engine/DubiousData.h"
@@ -111,12 +112,21 @@ public:
         int64_t line = 0;
     };
     const Place& GetPlace() const { return m_place; }
+    // The per-test figures of that kind the last training run wrote, by tag.
+    const std::map<std::string, double>& GetWrittenFigures(TestFigure kind) const
+    {
+        return m_writtenFigures[kind == TestFigure::kCP ? 0 : 1];
+    }
     void ClearPlace() { m_place = Place(); }
 
 protected:
     // Counts one sample as AddSample(String(state), results) does, through the run's flat
     // counters where they can count it.
     void CountSample(char state, const char* results, int32_t length);
+    // Loads the description file at `path`; messages name it `name` (the output a trained file
+    // is read back from is named as the caller gave it, never as its temporary). The text read,
+    // each line followed by "\n", goes to *text when given.
+    void LoadFile(const std::string& path, const String& name, std::string* text = nullptr);
 
     NaiveBayesNet m_network;
     Place m_place;
@@ -126,9 +136,6 @@ protected:
 
 private:
     void CopyNetwork(std::istream& network, const String& networkFile, std::ostream& out);
-    // Loads the description file at `path`; messages name it `name` (the output a trained file
-    // is read back from is named as the caller gave it, never as its temporary).
-    void LoadFile(const std::string& path, const String& name);
     void AppendFigures(OutputFile& output);
     void SeedCountTable();
     void ReadSampleFile(std::istream& samples, const String& sampleFile, bool counts,
@@ -140,6 +147,7 @@ private:
 
     SampleCounters m_sampleCounters;
     std::atomic<bool> m_inCall{false};
+    std::map<std::string, double> m_writtenFigures[2];  // CP, DP
 };
 
 // A host's call on an engine, from EnterCall to LeaveCall.

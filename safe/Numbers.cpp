@@ -50,8 +50,9 @@ bool TooLarge(const char* at, const char* end, bool hex)
 
 }  // namespace
 
-double ReadNumber(const char* text)
+double ReadNumber(const char* text, size_t* used)
 {
+    if (used) *used = 0;
     const char* at = text;
     // White space of the "C" locale: blank, tab, newline, vertical tab, form feed, return.
     while (*at == ' ' || (*at >= '\t' && *at <= '\r')) ++at;
@@ -70,6 +71,7 @@ double ReadNumber(const char* text)
     // No number at all: 0, without the sign.
     if (read.ec == std::errc::invalid_argument) return 0.0;
     if (read.ec == std::errc::result_out_of_range) value = TooLarge(digits, read.ptr, hex) ? HUGE_VAL : 0.0;
+    if (used) *used = static_cast<size_t>(read.ptr - text);
     return negative ? -value : value;
 }
 

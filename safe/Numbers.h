@@ -8,6 +8,7 @@
 #ifndef VELTRA_SAFE_NUMBERS_H
 #define VELTRA_SAFE_NUMBERS_H
 
+#include <cstddef>
 #include <string>
 
 namespace veltra {
@@ -15,8 +16,9 @@ namespace veltra {
 // What atof gives in the "C" locale: leading white space skipped, then the longest prefix that
 // is a number (decimal with an optional exponent, hexadecimal after "0x", "inf", "infinity",
 // "nan", any case, each with an optional sign); 0 when there is none. A number too large for a
-// double gives an infinity, one too small 0, as strtod gives them.
-double ReadNumber(const char* text);
+// double gives an infinity, one too small 0, as strtod gives them. The number of bytes read goes
+// to *used, when given (0 when there is no number).
+double ReadNumber(const char* text, size_t* used = nullptr);
 
 // printf's "%.<decimals>f" in the "C" locale: "%lf" is FixedNumber(value, 6).
 std::string FixedNumber(double value, int decimals);

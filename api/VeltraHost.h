@@ -1,0 +1,188 @@
+/*
+ * VeltraHost: the host interface of Veltra, beside the seven exports of Veltra.h.
+ *
+ * The seven exports stay the stable compatibility interface of Veltra.dll. This interface is for
+ * programs that embed Veltra: it says why a call failed, writes nothing on the process's console,
+ * tells what a network holds, classifies many fields in one call and reports evaluations line by
+ * line. It is its own shared library (libVeltraHost.so, VeltraHost.dll) built from the same
+ * engine.
+ *
+ * Conventions
+ *  1. Every function that can fail returns a veltra_status: VELTRA_OK (0), or a failure. After a
+ *     failure other than VELTRA_BUSY the engine keeps the reason until its next call:
+ *     veltra_engine_error gives the full message (the text the seven exports write to standard
+ *     error), veltra_engine_error_file and veltra_engine_error_line the file and the line at
+ *     fault where there is one ("" and 0 where there is none).
+ *  2. Nothing is written to the process's standard output or error. A host that wants the
+ *     library's messages registers a message callback (failures, warnings, progress texts,
+ *     summaries: each kind on request) and, for progress in numbers, a progress callback. Both
+ *     are called on the calling thread during the call, with the context the host registered,
+ *     and must not call into the same engine.
+ *  3. Texts are NUL-terminated byte strings, UTF-8 or any other 8-bit encoding: the library
+ *     compares bytes. Texts the library returns go into buffers the caller owns: *size carries
+ *     the buffer's capacity in bytes in, and the size the text needs (its NUL included) out.
+ *     With a null or too small buffer the call returns VELTRA_BUFFER_TOO_SMALL, writing only
+ *     *size: a host may ask the size first. Arrays work alike, counted in entries.
+ *  4. One engine serves one thread at a time: a call made while another call runs on the same
+ *     engine returns VELTRA_BUSY at once and changes nothing, the reason of the earlier failure
+ *     included. Separate engines share nothing. No C++ type or exception crosses this interface.
+ *  5. Loading a description, or training, answers from the network just loaded: nothing
+ *     classified before is remembered after it. (The seven exports keep their caches across
+ *     loads, as their hosts expect.)
+ *  6. Training and evaluation read and write files as the seven exports do: inputs must be
+ *     regular files; outputs are replaced whole at the end of the call, never left half written;
+ *     counts stay within 32 bits; numbers are read and written in the "C" locale's form
+ *     whatever locale the host has set.
+ */
+#ifndef VELTRA_HOST_H
+#define VELTRA_HOST_H
+
+#include <stdint.h>
+
+#if defined(_WIN32)
+#  define VELTRA_HOST_CALL __cdecl
+#  if defined(VELTRA_BUILDING_HOST_LIBRARY)
+#    define VELTRA_HOST_API __declspec(dllexport)
+#  else
+#    define VELTRA_HOST_API __declspec(dllimport)
+#  endif
+#else
+#  define VELTRA_HOST_CALL
+#  if defined(VELTRA_BUILDING_HOST_LIBRARY)
+#    define VELTRA_HOST_API __attribute__((visibility("default")))
+#  else
+#    define VELTRA_HOST_API
+#  endif
+#endif
+
+/* The version of this interface that this header describes; veltra_interface_version gives the
+ * library's. A library of a higher version serves hosts built for a lower one. */
+#define VELTRA_HOST_INTERFACE_VERSION 1
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef int32_t veltra_status;
+#define VELTRA_OK 0
+#define VELTRA_FAILED 1           /* the library failed: the engine keeps the reason */
+#define VELTRA_INVALID_ARGUMENT 2 /* a null pointer, an index out of range: the reason says which */
+#define VELTRA_BUFFER_TOO_SMALL 3 /* *size (or *count) says how much is needed */
+#define VELTRA_BUSY 4             /* another call is running on this engine */
+#define VELTRA_OUT_OF_MEMORY 5
+
+/* An engine: opaque to the host, created and destroyed by the library. */
+typedef struct veltra_engine veltra_engine;
+
+/* The library's version ("2.6.0") and the version of this interface it implements. */
+VELTRA_HOST_API const char* VELTRA_HOST_CALL veltra_version(void);
+VELTRA_HOST_API int32_t VELTRA_HOST_CALL veltra_interface_version(void);
+
+/* Creates an engine in *engine (left unwritten on failure). */
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_create(veltra_engine** engine);
+/* Destroys an engine; a null engine is accepted and ignored. VELTRA_BUSY while a call runs on it. */
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_destroy(veltra_engine* engine);
+
+/* The reason of the engine's last failure: the message, and the file and line at fault. The
+ * texts belong to the engine and stay until its next call; "" and 0 where there are none. */
+VELTRA_HOST_API const char* VELTRA_HOST_CALL veltra_engine_error(const veltra_engine* engine);
+VELTRA_HOST_API const char* VELTRA_HOST_CALL veltra_engine_error_file(const veltra_engine* engine);
+VELTRA_HOST_API int64_t VELTRA_HOST_CALL veltra_engine_error_line(const veltra_engine* engine);
+
+/* Kinds of messages, as bits. */
+#define VELTRA_MESSAGE_FAILURE 1  /* why a call fails, and clean-up reports */
+#define VELTRA_MESSAGE_WARNING 2  /* training's zero counts */
+#define VELTRA_MESSAGE_PROGRESS 4 /* "Line: <n> / <total>", once per line a run counts */
+#define VELTRA_MESSAGE_SUMMARY 8  /* the end of training, the accuracy of an evaluation */
+#define VELTRA_MESSAGE_ALL 15
+
+/* `text` is the message without a line end; it lives until the callback returns. */
+typedef void(VELTRA_HOST_CALL* veltra_message_callback)(void* context, int32_t kind, const char* text);
+/* Lines done of the lines in all, as a training run or an evaluation counts them. */
+typedef void(VELTRA_HOST_CALL* veltra_progress_callback)(void* context, int64_t done, int64_t total);
+
+/* Registers the callback for the message kinds in `kinds` (a null callback: none). */
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_set_message_callback(veltra_engine* engine,
+                                                                                  veltra_message_callback callback,
+                                                                                  void* context, int32_t kinds);
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_set_progress_callback(veltra_engine* engine,
+                                                                                   veltra_progress_callback callback,
+                                                                                   void* context);
+
+/* Loads a network description from a file, or from the text itself. */
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_load_file(veltra_engine* engine, const char* path);
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_load_text(veltra_engine* engine, const char* text);
+
+/* What the loaded network holds. */
+typedef struct veltra_network_info {
+    int32_t states;
+    int32_t tests;
+    int32_t probability_lines;    /* read by the load: 0 for a description that cannot classify */
+    int32_t underflow_tests;      /* after how many observed tests the product of the smallest
+                                     probabilities is 0; 0 when no test probability is below 1 */
+    double smallest_prior;        /* the smallest above 0 the probability lines give; 1 if none */
+    double smallest_conditional;
+} veltra_network_info;
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_info(veltra_engine* engine, veltra_network_info* info);
+/* The hypothesis's name, as the description gives it. */
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_name(veltra_engine* engine, char* name, int32_t* size);
+/* State `index` (in state order): the character classification answers with, and its full name. */
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_state(veltra_engine* engine, int32_t index,
+                                                                        char* result, char* name, int32_t* size);
+/* Test `index` (in result order): its tag or its description, and its number of values. */
+#define VELTRA_TEST_TAG 0
+#define VELTRA_TEST_DESCRIPTION 1
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_test(veltra_engine* engine, int32_t index,
+                                                                       int32_t field, char* text, int32_t* size);
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_value_count(veltra_engine* engine, int32_t test,
+                                                                              int32_t* count);
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_value(veltra_engine* engine, int32_t test,
+                                                                        int32_t value, char* text, int32_t* size);
+/* The per-test figures a trained description states (or the training run just wrote): CP, how
+ * far one value can separate two states, and DP, how far a value can move one state, in whole
+ * percentage points. *known holds 1 for a CP figure, 2 for a DP figure, 3 for both, 0 none. */
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_figures(veltra_engine* engine, int32_t test,
+                                                                          double* cp, double* dp, int32_t* known);
+
+/* Classifies the test results of one field ("a.b-c": a character per test, "-" for no result,
+ * "." ignored) into arrays of *count entries: states[i] the state's character and
+ * probabilities[i] its probability, most probable first; *count becomes the number of states.
+ * Every probability equals, to the bit, what Analyze gives on a freshly loaded engine. */
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_classify(veltra_engine* engine, const char* results,
+                                                                      char* states, double* probabilities,
+                                                                      int32_t* count);
+/* Classifies `fields` fields: field i's answers go to states and probabilities from entry
+ * i * stride on (stride at least the number of states), its status to statuses[i]. Returns
+ * VELTRA_OK when every field was classified, else VELTRA_FAILED with the reason of the first
+ * field that failed (its number, from 1, as the error line). */
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_classify_many(veltra_engine* engine, int32_t fields,
+                                                                           const char* const* results,
+                                                                           int32_t stride, char* states,
+                                                                           double* probabilities,
+                                                                           veltra_status* statuses);
+
+/* Trains the network of `network` on `samples`, writes the trained description to `output` and
+ * loads it. *samples_counted (if not null) receives the number of samples counted. */
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_train(veltra_engine* engine, const char* network,
+                                                                   const char* samples, const char* output,
+                                                                   int64_t* samples_counted);
+
+/* Told of each test line an evaluation judges: its line number in the input, its expected
+ * states and its results (full stops removed), and the ranking: `count` states' characters and
+ * probabilities, at full precision, most probable first. The texts live until it returns. */
+typedef void(VELTRA_HOST_CALL* veltra_judged_callback)(void* context, int64_t line, const char* expected,
+                                                       const char* results, int32_t count, const char* states,
+                                                       const double* probabilities);
+/* Judges every test line of `input` and writes the judged copy to `output` (null: no copy).
+ * `judged` (may be null) is told of every judged line; *right and *wrong (may be null) receive
+ * the lines judged right and wrong. */
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_evaluate(veltra_engine* engine, const char* input,
+                                                                      const char* output,
+                                                                      veltra_judged_callback judged, void* context,
+                                                                      int64_t* right, int64_t* wrong);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* VELTRA_HOST_H */

@@ -1,0 +1,386 @@
+// The host interface through its real shared library, as a host uses it: the reason, file and
+// line of every failure, as statuses; nothing on the process's streams while every text reaches
+// the callbacks, the same texts the seven exports print; progress counts; what a network holds;
+// classification of one field and of many, equal to the bit to Analyze on a fresh engine; a load
+// that forgets what was classified before it; evaluation line by line; the versions. Prints one
+// line per failed check; exits 1 on any.
+// Usage: HostInterfaceHost <test data directory>
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "HostSupport.h"
+#include "Veltra.h"
+#include "VeltraHost.h"
+
+namespace {
+
+using host::Check;
+
+// An engine of the host interface with everything its callbacks were told.
+struct Host {
+    veltra_engine* engine = nullptr;
+    std::vector<std::pair<int32_t, std::string>> messages;
+    std::vector<std::pair<int64_t, int64_t>> progress;
+    // What a call made from within a callback got: the engine is inside a call then.
+    veltra_status reentered = VELTRA_OK;
+
+    Host()
+    {
+        veltra_engine_create(&engine);
+        veltra_engine_set_message_callback(engine, &Host::OnMessage, this, VELTRA_MESSAGE_ALL);
+        veltra_engine_set_progress_callback(engine, &Host::OnProgress, this);
+    }
+    ~Host() { veltra_engine_destroy(engine); }
+    static void OnMessage(void* context, int32_t kind, const char* text)
+    {
+        Host& self = *static_cast<Host*>(context);
+        self.messages.emplace_back(kind, text);
+        veltra_network_info info;
+        self.reentered = veltra_network_get_info(self.engine, &info);
+    }
+    static void OnProgress(void* context, int64_t done, int64_t total)
+    {
+        static_cast<Host*>(context)->progress.emplace_back(done, total);
+    }
+    // The texts of the messages of `kinds`, each followed by a line end.
+    std::string Texts(int32_t kinds) const
+    {
+        std::string texts;
+        for (const auto& [kind, text] : messages)
+            if (kind & kinds) texts += text + "\n";
+        return texts;
+    }
+    std::string Reason() const
+    {
+        return std::string(veltra_engine_error(engine)) + " [" + veltra_engine_error_file(engine) + ":" +
+               std::to_string(veltra_engine_error_line(engine)) + "]";
+    }
+};
+
+std::string Bits(double value)
+{
+    uint64_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    return std::to_string(bits);
+}
+
+// One field through the host interface's single call: "<status> <state><bits> ...".
+std::string Classified(veltra_engine* engine, const std::string& results)
+{
+    char states[8];
+    double probabilities[8];
+    int32_t count = 8;
+    const veltra_status status = veltra_engine_classify(engine, results.c_str(), states, probabilities, &count);
+    std::string shown = std::to_string(status);
+    for (int32_t i = 0; status == VELTRA_OK && i < count; ++i)
+        shown += std::string(" ") + states[i] + Bits(probabilities[i]);
+    return shown;
+}
+
+// Failures: each row's call must give its status, reason, file and line (the scratch directory
+// written as <dir>), and the same reason must reach the message callback as a failure.
+void Reasons(const std::string& data)
+{
+    const std::string dir = host::Scratch().File(""), network = data + "/training/network.txt";
+    host::Scratch().Write("zero.net", std::string("H = K \"a,b\"\n\0\n", 14));
+    host::Scratch().Write("bad.net", "# a test line without its values\nH = K \"a,b\"\n\nT = t x\n");
+    host::Scratch().Write("bad-samples.txt", ";TESTS\ta\tys\n# \n;TESTS\tb\tyyy\n");
+    host::Scratch().Write("bad-input.txt", ";TESTS\ta\tys\n;TESTS\tb\ty.y.y\n");
+    const auto trained = [&](Host& h) { veltra_engine_load_file(h.engine, (data + "/batch/../three-states.net").c_str()); };
+    const auto twoTests = [&](Host& h) {
+        veltra_engine_train(h.engine, network.c_str(), (data + "/training/samples.txt").c_str(),
+                            (dir + "twice.net").c_str(), nullptr);
+    };
+    const struct Row {
+        const char* what;
+        std::function<void(Host&)> before;
+        std::function<veltra_status(Host&)> call;
+        veltra_status status;
+        std::string reason;  // message [file:line]
+    } rows[] = {
+        {"a missing description", nullptr,
+         [&](Host& h) { return veltra_engine_load_file(h.engine, (dir + "missing.net").c_str()); }, VELTRA_FAILED,
+         "Cannot open file: <dir>missing.net [<dir>missing.net:0]"},
+        {"a zero byte", nullptr,
+         [&](Host& h) { return veltra_engine_load_file(h.engine, (dir + "zero.net").c_str()); }, VELTRA_FAILED,
+         "Line 2 of <dir>zero.net holds a zero byte [<dir>zero.net:2]"},
+        {"a malformed line of a file", nullptr,
+         [&](Host& h) { return veltra_engine_load_file(h.engine, (dir + "bad.net").c_str()); }, VELTRA_FAILED,
+         "Wrong format in line:\nt x [<dir>bad.net:4]"},
+        {"a malformed line of a text", nullptr,
+         [&](Host& h) { return veltra_engine_load_text(h.engine, "H = K \"a,b\"\r\n\rT = t x"); }, VELTRA_FAILED,
+         "Wrong format in line:\nt x [:3]"},
+        {"a sample line that does not fit", nullptr,
+         [&](Host& h) {
+             return veltra_engine_train(h.engine, network.c_str(), (dir + "bad-samples.txt").c_str(),
+                                        (dir + "out.net").c_str(), nullptr);
+         },
+         VELTRA_FAILED, "Expected 2 test results but got 3 Results:yyy\n [<dir>bad-samples.txt:3]"},
+        {"a test line that does not fit", twoTests,
+         [&](Host& h) {
+             return veltra_engine_evaluate(h.engine, (dir + "bad-input.txt").c_str(), nullptr, nullptr, nullptr,
+                                           nullptr, nullptr);
+         },
+         VELTRA_FAILED, "Expected 2 test results but got 3. Test results:\nyyy [<dir>bad-input.txt:2]"},
+        {"results of the wrong length", twoTests,
+         [&](Host& h) { return static_cast<veltra_status>(Classified(h.engine, "y")[0] - '0'); }, VELTRA_FAILED,
+         "Expected 2 test results but got 1. Test results:\ny [:0]"},
+        {"nothing loaded", nullptr, [&](Host& h) { return static_cast<veltra_status>(Classified(h.engine, "y")[0] - '0'); },
+         VELTRA_FAILED, "Network has not been initialized yet [:0]"},
+        {"no such state", trained,
+         [&](Host& h) {
+             int32_t size = 8;
+             char name[8];
+             return veltra_network_get_state(h.engine, 3, nullptr, name, &size);
+         },
+         VELTRA_FAILED, "No state 3: there are 3 [:0]"},
+        {"a null text", nullptr, [&](Host& h) { return veltra_engine_load_text(h.engine, nullptr); },
+         VELTRA_INVALID_ARGUMENT, "veltra_engine_load_text: the text is null [:0]"},
+        {"one field of three that does not fit", trained,
+         [&](Host& h) {
+             const char* const fields[] = {"a.b-c", "abq", "----"};
+             char states[9];
+             double probabilities[9];
+             veltra_status statuses[3];
+             const veltra_status status =
+                 veltra_engine_classify_many(h.engine, 3, fields, 3, states, probabilities, statuses);
+             return statuses[0] == VELTRA_OK && statuses[1] == VELTRA_FAILED && statuses[2] == VELTRA_OK ? status
+                                                                                                        : -1;
+         },
+         VELTRA_FAILED, "Expected 4 test results but got 3. Test results:\nabq [:2]"},
+#if !defined(_WIN32)
+        {"a full device", twoTests,
+         [&](Host& h) {
+             return veltra_engine_evaluate(h.engine, (data + "/batch/input.txt").c_str(), "/dev/full", nullptr,
+                                           nullptr, nullptr, nullptr);
+         },
+         VELTRA_FAILED, "Cannot write file: /dev/full [/dev/full:0]"},
+#endif
+    };
+    for (const Row& row : rows) {
+        Host h;
+        if (row.before) row.before(h);
+        h.messages.clear();
+        const veltra_status status = row.call(h);
+        std::string reason = row.reason;
+        for (size_t at; (at = reason.find("<dir>")) != std::string::npos;) reason.replace(at, 5, dir);
+        Check(status == row.status && h.Reason() == reason,
+              std::string(row.what) + ": " + std::to_string(status) + " " + h.Reason());
+        const std::string told = row.status == VELTRA_FAILED ? reason.substr(0, reason.rfind(" [")) + "\n" : "";
+        Check(h.Texts(VELTRA_MESSAGE_FAILURE) == told, std::string(row.what) + ": told " + h.Texts(VELTRA_MESSAGE_FAILURE));
+        Check(h.reentered == (told.empty() ? VELTRA_OK : VELTRA_BUSY), std::string(row.what) + ": a call from a callback");
+    }
+    // The size of a text asked first, then the text.
+    Host h;
+    veltra_engine_load_file(h.engine, (data + "/three-states.net").c_str());
+    int32_t size = 0;
+    const veltra_status asked = veltra_network_get_name(h.engine, nullptr, &size);
+    std::string name(static_cast<size_t>(size), '#');
+    Check(asked == VELTRA_BUFFER_TOO_SMALL && size == 6 &&
+              veltra_network_get_name(h.engine, &name[0], &size) == VELTRA_OK && name == std::string("Kind \0", 6),
+          "the name, its size asked first: " + name);
+}
+
+// Training and evaluation tell the callbacks what the exports print, and print nothing.
+void Texts(const std::string& data)
+{
+    Host h;
+    std::string out;
+    const std::string err = host::Capture(2, [&] {
+        out = host::Capture(1, [&] {
+            veltra_engine_train(h.engine, (data + "/training/network.txt").c_str(),
+                                (data + "/training/samples.txt").c_str(), host::Scratch().File("texts.net").c_str(),
+                                nullptr);
+        });
+    });
+    Check(out.empty() && err.empty(), "training printed [" + out + "] [" + err + "]");
+    const std::string printed = host::ReadFile(data + "/training/expected-stdout.txt");
+    Check(h.Texts(VELTRA_MESSAGE_WARNING | VELTRA_MESSAGE_SUMMARY) == printed.substr(printed.find('\n') + 1),
+          "training's warnings and summary:\n" + h.Texts(VELTRA_MESSAGE_WARNING | VELTRA_MESSAGE_SUMMARY));
+    std::string progress, counts;
+    for (size_t at = 0; (at = printed.find("Line: ", at)) != std::string::npos; at += 6)
+        progress += printed.substr(at, printed.find_first_of("\b\n", at) - at) + "\n";
+    for (const auto& [done, total] : h.progress) counts += "Line: " + std::to_string(done) + " / " + std::to_string(total) + "\n";
+    Check(h.Texts(VELTRA_MESSAGE_PROGRESS) == progress && counts == progress, "training's progress:\n" + counts);
+
+    // Evaluation: the accuracy as a summary, the verdicts counted, the judged copy as the exports
+    // write it, and every judged line told with the ranking a fresh call gives for its results.
+    h.messages.clear();
+    int64_t right = -1, wrong = -1;
+    const std::string judged = host::Scratch().File("texts.txt");
+    std::vector<std::pair<std::string, std::string>> told;  // "line expected results", ranking
+    const auto tell = [](void* context, int64_t line, const char* expected, const char* results, int32_t count,
+                         const char* states, const double* probabilities) {
+        std::string ranking = "0";
+        for (int32_t i = 0; i < count; ++i) ranking += std::string(" ") + states[i] + Bits(probabilities[i]);
+        static_cast<decltype(told)*>(context)->emplace_back(
+            std::to_string(line) + " " + expected + " " + results, ranking);
+    };
+    const veltra_status status = veltra_engine_evaluate(h.engine, (data + "/batch/input.txt").c_str(), judged.c_str(),
+                                                        tell, &told, &right, &wrong);
+    Check(status == VELTRA_OK && right == 3 && wrong == 2 && h.Texts(VELTRA_MESSAGE_SUMMARY) == "Accuracy: 60.00 %\n",
+          "evaluation: " + std::to_string(status) + " " + std::to_string(right) + "/" + std::to_string(wrong));
+    Check(host::SameText(judged, data + "/batch/expected-output.txt"), "the judged copy");
+    std::string lines;
+    for (const auto& [line, ranking] : told) {
+        lines += line + "\n";
+        const std::string results = line.substr(line.rfind(' ') + 1);
+        Check(ranking == Classified(h.engine, results), "judged line " + line + ": " + ranking);
+    }
+    Check(lines == "2 a ys\n3 b nm\n4 ab ns\n5 c y-\n8 c --\n", "judged lines:\n" + lines);
+}
+
+// What a network holds: name, states, tests, values, probability lines, the smallest
+// probabilities, the underflow and the stated figures.
+std::string Outline(veltra_engine* engine)
+{
+    veltra_network_info info = {};
+    if (veltra_network_get_info(engine, &info) != VELTRA_OK) return veltra_engine_error(engine);
+    const auto text = [&](auto get) {
+        int32_t size = 0;
+        get(nullptr, &size);
+        std::string value(static_cast<size_t>(size), '\0');
+        get(&value[0], &size);
+        value.pop_back();
+        return value;
+    };
+    std::string shown = "[" + text([&](char* t, int32_t* n) { return veltra_network_get_name(engine, t, n); }) + "]";
+    for (int32_t s = 0; s < info.states; ++s) {
+        char result = '?';
+        shown += " " + text([&](char* t, int32_t* n) { return veltra_network_get_state(engine, s, &result, t, n); });
+        shown += "=" + std::string(1, result);
+    }
+    for (int32_t t = 0; t < info.tests; ++t) {
+        shown += "\n" + text([&](char* x, int32_t* n) { return veltra_network_get_test(engine, t, VELTRA_TEST_TAG, x, n); });
+        shown += " [" + text([&](char* x, int32_t* n) {
+            return veltra_network_get_test(engine, t, VELTRA_TEST_DESCRIPTION, x, n);
+        }) + "]";
+        int32_t values = 0;
+        veltra_network_get_value_count(engine, t, &values);
+        for (int32_t v = 0; v < values; ++v)
+            shown += " " + text([&](char* x, int32_t* n) { return veltra_network_get_value(engine, t, v, x, n); });
+        double cp = -1, dp = -1;
+        int32_t known = -1;
+        veltra_network_get_figures(engine, t, &cp, &dp, &known);
+        if (known & 1) shown += " CP " + std::to_string(static_cast<int>(cp));
+        if (known & 2) shown += " DP " + std::to_string(static_cast<int>(dp));
+    }
+    char smallest[64];
+    std::snprintf(smallest, sizeof smallest, "%.17g %.17g", info.smallest_prior, info.smallest_conditional);
+    return shown + "\n" + std::to_string(info.probability_lines) + " lines, smallest " + smallest + ", underflow after " +
+           std::to_string(info.underflow_tests);
+}
+
+void Introspection(const std::string& data)
+{
+    const struct {
+        std::string description;  // a file of the test data, or a text
+        std::string outline;
+    } rows[] = {
+        {"three-states.net",
+         "[Kind ] x=x y=y z=z\nT1 [first ] a\nT2 [second ] b\nT3 [third ] a\nT4 [fourth ] b c\n"
+         "18 lines, smallest 0.25 0.080000000000000002, underflow after 295"},
+        {"training/network.txt",
+         "[Category ] a=a b=b c=c\nDig [Has digits] y n\nLen [Length class] s m l\n0 lines, smallest 1 1, underflow after 0"},
+        {"training/expected-trained.txt",
+         "[Category ] a=a b=b c=c\nDig [Has digits] y n CP 57 DP 54\nLen [Length class] s m l CP 99 DP 81\n"
+         "18 lines, smallest 0.33333299999999999 0.001, underflow after 108"},
+        {"H = Many \"ab, c d ,-x\"\rT = t\"1,2\"\rP(H=ab) = 1\r",
+         "[Many ] ab=a c d=c -x=-\nT [t] 1 2\n1 lines, smallest 1 1, underflow after 0"},
+    };
+    for (const auto& row : rows) {
+        Host h;
+        const bool file = row.description.find('\n') == std::string::npos && row.description.find('\r') == std::string::npos;
+        if (file)
+            veltra_engine_load_file(h.engine, (data + "/" + row.description).c_str());
+        else
+            veltra_engine_load_text(h.engine, row.description.c_str());
+        const std::string shown = Outline(h.engine);
+        Check(shown == row.outline, row.description + ":\n" + shown);
+    }
+}
+
+// One field and many through the host interface against Analyze on a freshly loaded engine of
+// the exports, to the bit, over every field of the three-state network's results; then a load of
+// other probabilities, after which the same fields answer as a fresh engine of those does, in an
+// evaluation too (which, unlike these calls, goes through the engine's caches).
+void Classification(const std::string& data)
+{
+    std::vector<std::string> fields;
+    for (const char* a : {"a", "-", "q"})
+        for (const char* b : {"b", "-"})
+            for (const char* c : {"a", "-"})
+                for (const char* d : {"b", "c", "-", "b."}) fields.push_back(std::string(a) + "." + b + c + d);
+    fields.push_back("ab");
+    const std::string description = host::ReadFile(data + "/three-states.net");
+    std::string other = description;
+    other.replace(other.find("P(T4=b|H=x) = 0.4"), 17, "P(T4=b|H=x) = 0.3").replace(other.find("P(T4=c|H=x) = 0.6"), 17, "P(T4=c|H=x) = 0.7");
+    Host h;
+    for (const std::string* text : {&description, static_cast<const std::string*>(&other)}) {
+        veltra_engine_load_text(h.engine, text->c_str());
+        BayesianEngineHandle fresh = nullptr;
+        CreateBayesianEngine(&fresh);
+        InitializeThruParam(fresh, text->c_str());
+        std::vector<const char*> results;
+        for (const std::string& field : fields) results.push_back(field.c_str());
+        const size_t stride = 4;
+        std::vector<char> states(fields.size() * stride);
+        std::vector<double> probabilities(fields.size() * stride);
+        std::vector<veltra_status> statuses(fields.size());
+        veltra_engine_classify_many(h.engine, static_cast<int32_t>(fields.size()), results.data(), 4, states.data(),
+                                    probabilities.data(), statuses.data());
+        for (size_t i = 0; i < fields.size(); ++i) {
+            char analyzed[4];
+            double levels[4];
+            int32_t count = 4;
+            std::string exports = std::to_string(Analyze(fresh, results[i], analyzed, levels, &count) == 0 ? 0 : 1);
+            std::string many = std::to_string(statuses[i]);
+            for (int32_t k = 0; k < count && exports[0] == '0'; ++k) {
+                exports += std::string(" ") + analyzed[k] + Bits(levels[k]);
+                many += std::string(" ") + states[i * stride + static_cast<size_t>(k)] + Bits(probabilities[i * stride + static_cast<size_t>(k)]);
+            }
+            Check(Classified(h.engine, fields[i]) == exports && many == exports,
+                  fields[i] + ": " + Classified(h.engine, fields[i]) + " / " + many + " / " + exports);
+        }
+        DestroyBayesianEngine(&fresh);
+        std::string lines;
+        for (size_t i = 0; i < 8; ++i) lines += ";TESTS\tx\t" + fields[i] + "\n";
+        std::vector<std::string> rankings;
+        const auto tell = [](void* context, int64_t, const char*, const char*, int32_t count, const char* told,
+                             const double* levels) {
+            std::string ranking = "0";
+            for (int32_t k = 0; k < count; ++k) ranking += std::string(" ") + told[k] + Bits(levels[k]);
+            static_cast<std::vector<std::string>*>(context)->push_back(ranking);
+        };
+        veltra_engine_evaluate(h.engine, host::Scratch().Write("fields.txt", lines).c_str(), nullptr, tell, &rankings,
+                               nullptr, nullptr);
+        for (size_t i = 0; i < rankings.size(); ++i)
+            Check(rankings[i] == Classified(h.engine, fields[i]), "evaluated " + fields[i] + ": " + rankings[i]);
+        Check(rankings.size() == 8, "evaluated fields: " + std::to_string(rankings.size()));
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    const std::string data = argc > 1 ? argv[1] : ".";
+    Check(std::string(veltra_version()) == VELTRA_VERSION_TEXT &&
+              veltra_interface_version() == VELTRA_HOST_INTERFACE_VERSION,
+          std::string("versions ") + veltra_version());
+    std::string printed;
+    const std::string err = host::Capture(2, [&] {
+        printed = host::Capture(1, [&] {
+            Reasons(data);
+            Introspection(data);
+        });
+    });
+    Check(printed.empty() && err.empty(), "printed [" + printed + "] [" + err + "]");
+    Texts(data);
+    // The exports beside it print their messages: left as they come.
+    Classification(data);
+    std::printf("HostInterfaceHost: %d failed checks\n", host::g_failures);
+    return host::g_failures == 0 ? 0 : 1;
+}
