@@ -114,7 +114,8 @@ veltra_status Call(veltra_engine* handle, Body&& body) noexcept
         return body(handle->engine);
     } catch (const veltra::TrapException& e) {
         const HostEngine::Place& place = handle->engine.GetPlace();
-        const std::string& reason = handle->sink.lastRaised.empty() ? e.GetMessage() : handle->sink.lastRaised;
+        const std::string& reason =
+            handle->sink.lastRaised.empty() ? e.GetMessage() : handle->sink.lastRaised;
         return handle->Fail(VELTRA_FAILED, reason, place.file.str(), place.line);
     } catch (const std::bad_alloc&) {
         return handle->Fail(VELTRA_OUT_OF_MEMORY, "Out of memory");
@@ -128,8 +129,7 @@ veltra_status Call(veltra_engine* handle, Body&& body) noexcept
 veltra_status Invalid(veltra_engine* handle, const char* function, const char* what) noexcept
 {
     if (!handle || !handle->engine.TryEnterCall()) return handle ? VELTRA_BUSY : VELTRA_INVALID_ARGUMENT;
-    const veltra_status status =
-        handle->Fail(VELTRA_INVALID_ARGUMENT, std::string(function) + ": " + what);
+    const veltra_status status = handle->Fail(VELTRA_INVALID_ARGUMENT, std::string(function) + ": " + what);
     handle->engine.LeaveCall();
     return status;
 }
@@ -208,9 +208,8 @@ VELTRA_HOST_API int64_t VELTRA_HOST_CALL veltra_engine_error_line(const veltra_e
     return engine ? engine->errorLine : 0;
 }
 
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_set_message_callback(veltra_engine* engine,
-                                                                                  veltra_message_callback callback,
-                                                                                  void* context, int32_t kinds)
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_set_message_callback(
+    veltra_engine* engine, veltra_message_callback callback, void* context, int32_t kinds)
 {
     return Call(engine, [&](HostEngine&) {
         engine->sink.messages = callback;
@@ -220,9 +219,8 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_set_message_callbac
     });
 }
 
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_set_progress_callback(veltra_engine* engine,
-                                                                                   veltra_progress_callback callback,
-                                                                                   void* context)
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL
+veltra_engine_set_progress_callback(veltra_engine* engine, veltra_progress_callback callback, void* context)
 {
     return Call(engine, [&](HostEngine&) {
         engine->sink.progress = callback;
@@ -231,7 +229,8 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_set_progress_callba
     });
 }
 
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_load_file(veltra_engine* engine, const char* path)
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_load_file(veltra_engine* engine,
+                                                                       const char* path)
 {
     if (!path) return Invalid(engine, "veltra_engine_load_file", "the path is null");
     return Call(engine, [&](HostEngine& e) {
@@ -240,7 +239,8 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_load_file(veltra_en
     });
 }
 
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_load_text(veltra_engine* engine, const char* text)
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_load_text(veltra_engine* engine,
+                                                                       const char* text)
 {
     if (!text) return Invalid(engine, "veltra_engine_load_text", "the text is null");
     return Call(engine, [&](HostEngine& e) {
@@ -249,7 +249,8 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_load_text(veltra_en
     });
 }
 
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_info(veltra_engine* engine, veltra_network_info* info)
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_info(veltra_engine* engine,
+                                                                       veltra_network_info* info)
 {
     if (!info) return Invalid(engine, "veltra_network_get_info", "the info is null");
     return Call(engine, [&](HostEngine& e) {
@@ -260,20 +261,25 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_info(veltra_en
         info->probability_lines = facts.probabilityLines;
         info->smallest_prior = facts.smallestPrior;
         info->smallest_conditional = facts.smallestConditional;
-        info->underflow_tests =
-            facts.probabilityLines ? veltra::UnderflowTests(facts.smallestPrior, facts.smallestConditional) : 0;
+        info->underflow_tests = facts.probabilityLines
+                                    ? veltra::UnderflowTests(facts.smallestPrior, facts.smallestConditional)
+                                    : 0;
         return VELTRA_OK;
     });
 }
 
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_name(veltra_engine* engine, char* name, int32_t* size)
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_name(veltra_engine* engine, char* name,
+                                                                       int32_t* size)
 {
     if (!size) return Invalid(engine, "veltra_network_get_name", "the size is null");
-    return Call(engine, [&](HostEngine& e) { return CopyText(Loaded(e).GetHypothesis().GetName().str(), name, size); });
+    return Call(engine, [&](HostEngine& e) {
+        return CopyText(Loaded(e).GetHypothesis().GetName().str(), name, size);
+    });
 }
 
 VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_state(veltra_engine* engine, int32_t index,
-                                                                        char* result, char* name, int32_t* size)
+                                                                        char* result, char* name,
+                                                                        int32_t* size)
 {
     if (!size) return Invalid(engine, "veltra_network_get_state", "the size is null");
     return Call(engine, [&](HostEngine& e) {
@@ -286,11 +292,13 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_state(veltra_e
 }
 
 VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_test(veltra_engine* engine, int32_t index,
-                                                                       int32_t field, char* text, int32_t* size)
+                                                                       int32_t field, char* text,
+                                                                       int32_t* size)
 {
     if (!size) return Invalid(engine, "veltra_network_get_test", "the size is null");
     if (field != VELTRA_TEST_TAG && field != VELTRA_TEST_DESCRIPTION)
-        return Invalid(engine, "veltra_network_get_test", "the field is neither VELTRA_TEST_TAG nor VELTRA_TEST_DESCRIPTION");
+        return Invalid(engine, "veltra_network_get_test",
+                       "the field is neither VELTRA_TEST_TAG nor VELTRA_TEST_DESCRIPTION");
     return Call(engine, [&](HostEngine& e) {
         const veltra::NaiveBayesNet& network = Loaded(e);
         RequireIndex(index, network.GetTestCount(), "test");
@@ -299,8 +307,8 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_test(veltra_en
     });
 }
 
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_value_count(veltra_engine* engine, int32_t test,
-                                                                              int32_t* count)
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_value_count(veltra_engine* engine,
+                                                                              int32_t test, int32_t* count)
 {
     if (!count) return Invalid(engine, "veltra_network_get_value_count", "the count is null");
     return Call(engine, [&](HostEngine& e) {
@@ -312,7 +320,8 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_value_count(ve
 }
 
 VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_value(veltra_engine* engine, int32_t test,
-                                                                        int32_t value, char* text, int32_t* size)
+                                                                        int32_t value, char* text,
+                                                                        int32_t* size)
 {
     if (!size) return Invalid(engine, "veltra_network_get_value", "the size is null");
     return Call(engine, [&](HostEngine& e) {
@@ -325,7 +334,8 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_value(veltra_e
 }
 
 VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_figures(veltra_engine* engine, int32_t test,
-                                                                          double* cp, double* dp, int32_t* known)
+                                                                          double* cp, double* dp,
+                                                                          int32_t* known)
 {
     if (!cp || !dp || !known) return Invalid(engine, "veltra_network_get_figures", "cp, dp or known is null");
     return Call(engine, [&](HostEngine& e) {
@@ -341,11 +351,12 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_figures(veltra
     });
 }
 
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_classify(veltra_engine* engine, const char* results,
-                                                                      char* states, double* probabilities,
-                                                                      int32_t* count)
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_classify(veltra_engine* engine,
+                                                                      const char* results, char* states,
+                                                                      double* probabilities, int32_t* count)
 {
-    if (!results || !count) return Invalid(engine, "veltra_engine_classify", "the results or the count is null");
+    if (!results || !count)
+        return Invalid(engine, "veltra_engine_classify", "the results or the count is null");
     return Call(engine, [&](HostEngine& e) {
         const int32_t capacity = states && probabilities ? *count : 0;
         const int32_t n = e.ClassifyFresh(results, states, probabilities, capacity);
@@ -354,11 +365,9 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_classify(veltra_eng
     });
 }
 
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_classify_many(veltra_engine* engine, int32_t fields,
-                                                                           const char* const* results,
-                                                                           int32_t stride, char* states,
-                                                                           double* probabilities,
-                                                                           veltra_status* statuses)
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL
+veltra_engine_classify_many(veltra_engine* engine, int32_t fields, const char* const* results, int32_t stride,
+                            char* states, double* probabilities, veltra_status* statuses)
 {
     if (fields < 0 || stride < 0 || (fields > 0 && (!results || !states || !probabilities || !statuses)))
         return Invalid(engine, "veltra_engine_classify_many", "a count is negative or an array is null");
@@ -374,11 +383,12 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_classify_many(veltr
                 statuses[i] = VELTRA_FAILED;
                 if (result != VELTRA_OK) continue;
                 const std::string& reason = engine->sink.lastRaised;
-                result = engine->Fail(VELTRA_FAILED, reason.empty() ? failure.GetMessage() : reason, "", i + 1);
+                result =
+                    engine->Fail(VELTRA_FAILED, reason.empty() ? failure.GetMessage() : reason, "", i + 1);
             }
             if (statuses[i] == VELTRA_BUFFER_TOO_SMALL && result == VELTRA_OK)
-                result = engine->Fail(VELTRA_BUFFER_TOO_SMALL, "The stride is smaller than the number of states", "",
-                                      i + 1);
+                result = engine->Fail(VELTRA_BUFFER_TOO_SMALL,
+                                      "The stride is smaller than the number of states", "", i + 1);
         }
         return result;
     });
@@ -396,10 +406,11 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_train(veltra_engine
     });
 }
 
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_evaluate(veltra_engine* engine, const char* input,
-                                                                      const char* output,
-                                                                      veltra_judged_callback judged, void* context,
-                                                                      int64_t* right, int64_t* wrong)
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_evaluate(veltra_engine* engine,
+                                                                      const char* input, const char* output,
+                                                                      veltra_judged_callback judged,
+                                                                      void* context, int64_t* right,
+                                                                      int64_t* wrong)
 {
     if (!input) return Invalid(engine, "veltra_engine_evaluate", "the input is null");
     return Call(engine, [&](HostEngine& e) {

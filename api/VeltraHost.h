@@ -102,64 +102,68 @@ typedef void(VELTRA_HOST_CALL* veltra_message_callback)(void* context, int32_t k
 typedef void(VELTRA_HOST_CALL* veltra_progress_callback)(void* context, int64_t done, int64_t total);
 
 /* Registers the callback for the message kinds in `kinds` (a null callback: none). */
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_set_message_callback(veltra_engine* engine,
-                                                                                  veltra_message_callback callback,
-                                                                                  void* context, int32_t kinds);
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_set_progress_callback(veltra_engine* engine,
-                                                                                   veltra_progress_callback callback,
-                                                                                   void* context);
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_set_message_callback(
+    veltra_engine* engine, veltra_message_callback callback, void* context, int32_t kinds);
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL
+veltra_engine_set_progress_callback(veltra_engine* engine, veltra_progress_callback callback, void* context);
 
 /* Loads a network description from a file, or from the text itself. */
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_load_file(veltra_engine* engine, const char* path);
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_load_text(veltra_engine* engine, const char* text);
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_load_file(veltra_engine* engine,
+                                                                       const char* path);
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_load_text(veltra_engine* engine,
+                                                                       const char* text);
 
 /* What the loaded network holds. */
 typedef struct veltra_network_info {
     int32_t states;
     int32_t tests;
-    int32_t probability_lines;    /* read by the load: 0 for a description that cannot classify */
-    int32_t underflow_tests;      /* after how many observed tests the product of the smallest
-                                     probabilities is 0; 0 when no test probability is below 1 */
-    double smallest_prior;        /* the smallest above 0 the probability lines give; 1 if none */
+    int32_t probability_lines; /* read by the load: 0 for a description that cannot classify */
+    int32_t underflow_tests;   /* after how many observed tests the product of the smallest
+                                  probabilities is 0; 0 when no test probability is below 1 */
+    double smallest_prior;     /* the smallest above 0 the probability lines give; 1 if none */
     double smallest_conditional;
 } veltra_network_info;
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_info(veltra_engine* engine, veltra_network_info* info);
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_info(veltra_engine* engine,
+                                                                       veltra_network_info* info);
 /* The hypothesis's name, as the description gives it. */
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_name(veltra_engine* engine, char* name, int32_t* size);
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_name(veltra_engine* engine, char* name,
+                                                                       int32_t* size);
 /* State `index` (in state order): the character classification answers with, and its full name. */
 VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_state(veltra_engine* engine, int32_t index,
-                                                                        char* result, char* name, int32_t* size);
+                                                                        char* result, char* name,
+                                                                        int32_t* size);
 /* Test `index` (in result order): its tag or its description, and its number of values. */
 #define VELTRA_TEST_TAG 0
 #define VELTRA_TEST_DESCRIPTION 1
 VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_test(veltra_engine* engine, int32_t index,
-                                                                       int32_t field, char* text, int32_t* size);
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_value_count(veltra_engine* engine, int32_t test,
-                                                                              int32_t* count);
+                                                                       int32_t field, char* text,
+                                                                       int32_t* size);
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_value_count(veltra_engine* engine,
+                                                                              int32_t test, int32_t* count);
 VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_value(veltra_engine* engine, int32_t test,
-                                                                        int32_t value, char* text, int32_t* size);
+                                                                        int32_t value, char* text,
+                                                                        int32_t* size);
 /* The per-test figures a trained description states (or the training run just wrote): CP, how
  * far one value can separate two states, and DP, how far a value can move one state, in whole
  * percentage points. *known holds 1 for a CP figure, 2 for a DP figure, 3 for both, 0 none. */
 VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_network_get_figures(veltra_engine* engine, int32_t test,
-                                                                          double* cp, double* dp, int32_t* known);
+                                                                          double* cp, double* dp,
+                                                                          int32_t* known);
 
 /* Classifies the test results of one field ("a.b-c": a character per test, "-" for no result,
  * "." ignored) into arrays of *count entries: states[i] the state's character and
  * probabilities[i] its probability, most probable first; *count becomes the number of states.
  * Every probability equals, to the bit, what Analyze gives on a freshly loaded engine. */
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_classify(veltra_engine* engine, const char* results,
-                                                                      char* states, double* probabilities,
-                                                                      int32_t* count);
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_classify(veltra_engine* engine,
+                                                                      const char* results, char* states,
+                                                                      double* probabilities, int32_t* count);
 /* Classifies `fields` fields: field i's answers go to states and probabilities from entry
  * i * stride on (stride at least the number of states), its status to statuses[i]. Returns
  * VELTRA_OK when every field was classified, else VELTRA_FAILED with the reason of the first
  * field that failed (its number, from 1, as the error line). */
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_classify_many(veltra_engine* engine, int32_t fields,
-                                                                           const char* const* results,
-                                                                           int32_t stride, char* states,
-                                                                           double* probabilities,
-                                                                           veltra_status* statuses);
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL
+veltra_engine_classify_many(veltra_engine* engine, int32_t fields, const char* const* results, int32_t stride,
+                            char* states, double* probabilities, veltra_status* statuses);
 
 /* Trains the network of `network` on `samples`, writes the trained description to `output` and
  * loads it. *samples_counted (if not null) receives the number of samples counted. */
@@ -176,10 +180,11 @@ typedef void(VELTRA_HOST_CALL* veltra_judged_callback)(void* context, int64_t li
 /* Judges every test line of `input` and writes the judged copy to `output` (null: no copy).
  * `judged` (may be null) is told of every judged line; *right and *wrong (may be null) receive
  * the lines judged right and wrong. */
-VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_evaluate(veltra_engine* engine, const char* input,
-                                                                      const char* output,
-                                                                      veltra_judged_callback judged, void* context,
-                                                                      int64_t* right, int64_t* wrong);
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_evaluate(veltra_engine* engine,
+                                                                      const char* input, const char* output,
+                                                                      veltra_judged_callback judged,
+                                                                      void* context, int64_t* right,
+                                                                      int64_t* wrong);
 
 #ifdef __cplusplus
 }

@@ -1,13 +1,13 @@
-# Installation: the header as include/Veltra.h, the library (and its import library on Windows),
-# the veltra command, a CMake package giving the imported target Veltra::Veltra, and a
-# pkg-config file. Both package descriptions locate the prefix relative to themselves, so an
+# Installation: the headers as include/Veltra.h and include/VeltraHost.h, the two libraries (and
+# their import libraries on Windows), the veltra command, a CMake package giving the imported
+# targets Veltra::Veltra and Veltra::VeltraHost, and a pkg-config file for each library. Both package descriptions locate the prefix relative to themselves, so an
 # installed tree can be moved or installed with --prefix.
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
 set(VELTRA_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/Veltra)
 
-install(TARGETS Veltra EXPORT VeltraTargets
+install(TARGETS Veltra VeltraHost EXPORT VeltraTargets
   RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR}
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR}
@@ -25,7 +25,9 @@ install(FILES ${CMAKE_CURRENT_BINARY_DIR}/VeltraConfig.cmake ${CMAKE_CURRENT_BIN
 file(RELATIVE_PATH VELTRA_PC_TO_PREFIX /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 string(REGEX REPLACE "/$" "" VELTRA_PC_TO_PREFIX "${VELTRA_PC_TO_PREFIX}")
 configure_file(${CMAKE_CURRENT_LIST_DIR}/veltra.pc.in ${CMAKE_CURRENT_BINARY_DIR}/veltra.pc @ONLY)
-install(FILES ${CMAKE_CURRENT_BINARY_DIR}/veltra.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+configure_file(${CMAKE_CURRENT_LIST_DIR}/veltra-host.pc.in ${CMAKE_CURRENT_BINARY_DIR}/veltra-host.pc @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/veltra.pc ${CMAKE_CURRENT_BINARY_DIR}/veltra-host.pc
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
 
 if(TARGET veltra)
   # The installed command finds the library in the installed tree.

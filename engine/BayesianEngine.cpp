@@ -230,7 +230,8 @@ void BayesianEngine::ReadSampleFile(std::istream& samples, const String& sampleF
     int32_t total = CountNewlines(samples, sampleFile, 0, &m_place.line);
     ProgressCounter progress(ProgressCounter::kTrainingBackspaces, total);
     String line;
-    for (int64_t number = 1; !samples.eof(); ++number) {
+    int64_t number = 1;
+    for (; !samples.eof(); ++number) {
         m_place.line = number;
         String::ReadLine(samples, line, sampleFile, number);
         // The line without the white space at either end.
@@ -239,14 +240,14 @@ void BayesianEngine::ReadSampleFile(std::istream& samples, const String& sampleF
         while (first < end && IsWhiteSpace(text[first])) ++first;
         while (end > first && IsWhiteSpace(text[end - 1])) --end;
         if (first == end || text[first] == '#') continue;
-        progress.Step();
+        progress.Step(number);
         if (!counts)
             ProcessSampleLine(String(text.substr(first, end - first)), &sampleListCount);
         else
             ReadCountLine(String(text.substr(first, end - first)));
     }
     m_place = Place();
-    progress.Finish();
+    progress.Finish(number - 1, true);
 }
 
 void BayesianEngine::CountSample(char state, const char* results, int32_t length)

@@ -289,7 +289,8 @@ void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
     const bool assemble = m_fastPath && WritesPlainNumbers(out);
     String line;
     std::string text;
-    for (int64_t number = 1; !in.eof(); ++number) {
+    int64_t number = 1;
+    for (; !in.eof(); ++number) {
         m_place.line = number;
         output.CheckWritten();  // a full disk stops the run at the next line
         String::ReadLine(in, line, inputFile, number);
@@ -297,7 +298,7 @@ void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
             Write(out, text.assign(line.str()) += '\n');
         else
             out << line << "\n";
-        progress.Step();
+        progress.Step(number);
 
         if (assemble) {
             if (IsBlank(line.str()) || line.str().compare(0, 7, ";TESTS\t") != 0) continue;
@@ -309,6 +310,7 @@ void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
         }
         JudgeKeyed(number, line, out);
     }
+    progress.Finish(number - 1, false);
     m_place = {outputFile, 0};
 
     // No test lines make 0 / 0: the text is the platform's rendering of not-a-number.

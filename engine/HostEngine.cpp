@@ -33,7 +33,8 @@ StatedFigures ReadStatedFigures(const std::string& text)
             from = stop + 1;
         }
         size_t used = 0;
-        const double figure = pieces.size() == 3 && pieces[0] == "#" ? ReadNumber(pieces[1].c_str(), &used) : 0.0;
+        const double figure =
+            pieces.size() == 3 && pieces[0] == "#" ? ReadNumber(pieces[1].c_str(), &used) : 0.0;
         if (used == 0 || used != pieces[1].size()) {
             section = nullptr;
             continue;

@@ -15,11 +15,12 @@ ProgressCounter::ProgressCounter(int32_t backspaces, int32_t total)
 {
 }
 
-int32_t ProgressCounter::Step()
+int32_t ProgressCounter::Step(int64_t line)
 {
     ++m_count;
     if (m_sink) {
-        m_sink->Progress(m_count, m_total);
+        m_sink->Progress(line, int64_t{m_total} + 1);
+        m_reported = line;
         if (!m_texts) return m_count;
         m_text = "Line: ";
     } else {
@@ -35,9 +36,13 @@ int32_t ProgressCounter::Step()
     return m_count;
 }
 
-void ProgressCounter::Finish()
+void ProgressCounter::Finish(int64_t lines, bool endLine)
 {
-    if (!m_sink) std::cout << std::endl;
+    if (!m_sink) {
+        if (endLine) std::cout << std::endl;
+        return;
+    }
+    if (lines != m_reported) m_sink->Progress(lines, int64_t{m_total} + 1);
 }
 
 }  // namespace veltra

@@ -1,7 +1,10 @@
 // ProgressCounter: the line counter that training and batch evaluation keep. On the console each
 // step writes a run of backspaces that erases the previous text, then "Line: <n> / <total>",
-// without an end of line, so that the counter counts up in place; a host's console sink gets the
-// counts instead (and the text without the erasing run, if it asks for progress texts).
+// without an end of line, so that the counter counts up in place: n counts the steps (training
+// steps at sample lines only) and the total is the file's newlines. A host's console sink gets
+// the same text without the erasing run, if it asks for progress texts, and the progress in
+// lines read of the lines in all (the newlines and the line after the last one), which reaches
+// its total when the run has read its file.
 #ifndef VELTRA_ENGINE_PROGRESSCOUNTER_H
 #define VELTRA_ENGINE_PROGRESSCOUNTER_H
 
@@ -20,18 +23,20 @@ public:
     static constexpr int32_t kEvaluationBackspaces = 22;
 
     ProgressCounter(int32_t backspaces, int32_t total);
-    // Counts one more line and shows the counter, assembled and written at once, its numbers in
-    // the "C" locale's form whatever locale or flags standard output has; returns the new count.
-    // The count stays within the lines a run reads, which the reading keeps within 32 bits.
-    int32_t Step();
-    // Ends the display with a line end on the console (training does; evaluation's accuracy
-    // follows its display directly).
-    void Finish();
+    // Counts one more step, at line `line` of the file, and shows the counter, assembled and
+    // written at once, its numbers in the "C" locale's form whatever locale or flags standard
+    // output has; returns the new count. The count stays within the lines a run reads, which the
+    // reading keeps within 32 bits.
+    int32_t Step(int64_t line);
+    // The file has been read, `lines` lines in all. With `endLine`, the console's display ends
+    // with a line end (training's does; evaluation's accuracy follows its display directly).
+    void Finish(int64_t lines, bool endLine);
 
 private:
     const std::string m_erase;
     const int32_t m_total;
     int32_t m_count = 0;
+    int64_t m_reported = 0;  // the line last reported to the sink
     ConsoleSink* const m_sink;
     const bool m_texts;  // the sink wants the counter's texts
     std::string m_text;

@@ -72,7 +72,8 @@ std::string Classified(veltra_engine* engine, const std::string& results)
     char states[8];
     double probabilities[8];
     int32_t count = 8;
-    const veltra_status status = veltra_engine_classify(engine, results.c_str(), states, probabilities, &count);
+    const veltra_status status =
+        veltra_engine_classify(engine, results.c_str(), states, probabilities, &count);
     std::string shown = std::to_string(status);
     for (int32_t i = 0; status == VELTRA_OK && i < count; ++i)
         shown += std::string(" ") + states[i] + Bits(probabilities[i]);
@@ -88,7 +89,9 @@ void Reasons(const std::string& data)
     host::Scratch().Write("bad.net", "# a test line without its values\nH = K \"a,b\"\n\nT = t x\n");
     host::Scratch().Write("bad-samples.txt", ";TESTS\ta\tys\n# \n;TESTS\tb\tyyy\n");
     host::Scratch().Write("bad-input.txt", ";TESTS\ta\tys\n;TESTS\tb\ty.y.y\n");
-    const auto trained = [&](Host& h) { veltra_engine_load_file(h.engine, (data + "/batch/../three-states.net").c_str()); };
+    const auto trained = [&](Host& h) {
+        veltra_engine_load_file(h.engine, (data + "/batch/../three-states.net").c_str());
+    };
     const auto twoTests = [&](Host& h) {
         veltra_engine_train(h.engine, network.c_str(), (data + "/training/samples.txt").c_str(),
                             (dir + "twice.net").c_str(), nullptr);
@@ -101,17 +104,17 @@ void Reasons(const std::string& data)
         std::string reason;  // message [file:line]
     } rows[] = {
         {"a missing description", nullptr,
-         [&](Host& h) { return veltra_engine_load_file(h.engine, (dir + "missing.net").c_str()); }, VELTRA_FAILED,
-         "Cannot open file: <dir>missing.net [<dir>missing.net:0]"},
+         [&](Host& h) { return veltra_engine_load_file(h.engine, (dir + "missing.net").c_str()); },
+         VELTRA_FAILED, "Cannot open file: <dir>missing.net [<dir>missing.net:0]"},
         {"a zero byte", nullptr,
-         [&](Host& h) { return veltra_engine_load_file(h.engine, (dir + "zero.net").c_str()); }, VELTRA_FAILED,
-         "Line 2 of <dir>zero.net holds a zero byte [<dir>zero.net:2]"},
+         [&](Host& h) { return veltra_engine_load_file(h.engine, (dir + "zero.net").c_str()); },
+         VELTRA_FAILED, "Line 2 of <dir>zero.net holds a zero byte [<dir>zero.net:2]"},
         {"a malformed line of a file", nullptr,
          [&](Host& h) { return veltra_engine_load_file(h.engine, (dir + "bad.net").c_str()); }, VELTRA_FAILED,
          "Wrong format in line:\nt x [<dir>bad.net:4]"},
         {"a malformed line of a text", nullptr,
-         [&](Host& h) { return veltra_engine_load_text(h.engine, "H = K \"a,b\"\r\n\rT = t x"); }, VELTRA_FAILED,
-         "Wrong format in line:\nt x [:3]"},
+         [&](Host& h) { return veltra_engine_load_text(h.engine, "H = K \"a,b\"\r\n\rT = t x"); },
+         VELTRA_FAILED, "Wrong format in line:\nt x [:3]"},
         {"a sample line that does not fit", nullptr,
          [&](Host& h) {
              return veltra_engine_train(h.engine, network.c_str(), (dir + "bad-samples.txt").c_str(),
@@ -120,14 +123,15 @@ void Reasons(const std::string& data)
          VELTRA_FAILED, "Expected 2 test results but got 3 Results:yyy\n [<dir>bad-samples.txt:3]"},
         {"a test line that does not fit", twoTests,
          [&](Host& h) {
-             return veltra_engine_evaluate(h.engine, (dir + "bad-input.txt").c_str(), nullptr, nullptr, nullptr,
-                                           nullptr, nullptr);
+             return veltra_engine_evaluate(h.engine, (dir + "bad-input.txt").c_str(), nullptr, nullptr,
+                                           nullptr, nullptr, nullptr);
          },
          VELTRA_FAILED, "Expected 2 test results but got 3. Test results:\nyyy [<dir>bad-input.txt:2]"},
         {"results of the wrong length", twoTests,
-         [&](Host& h) { return static_cast<veltra_status>(Classified(h.engine, "y")[0] - '0'); }, VELTRA_FAILED,
-         "Expected 2 test results but got 1. Test results:\ny [:0]"},
-        {"nothing loaded", nullptr, [&](Host& h) { return static_cast<veltra_status>(Classified(h.engine, "y")[0] - '0'); },
+         [&](Host& h) { return static_cast<veltra_status>(Classified(h.engine, "y")[0] - '0'); },
+         VELTRA_FAILED, "Expected 2 test results but got 1. Test results:\ny [:0]"},
+        {"nothing loaded", nullptr,
+         [&](Host& h) { return static_cast<veltra_status>(Classified(h.engine, "y")[0] - '0'); },
          VELTRA_FAILED, "Network has not been initialized yet [:0]"},
         {"no such state", trained,
          [&](Host& h) {
@@ -146,15 +150,16 @@ void Reasons(const std::string& data)
              veltra_status statuses[3];
              const veltra_status status =
                  veltra_engine_classify_many(h.engine, 3, fields, 3, states, probabilities, statuses);
-             return statuses[0] == VELTRA_OK && statuses[1] == VELTRA_FAILED && statuses[2] == VELTRA_OK ? status
-                                                                                                        : -1;
+             return statuses[0] == VELTRA_OK && statuses[1] == VELTRA_FAILED && statuses[2] == VELTRA_OK
+                        ? status
+                        : -1;
          },
          VELTRA_FAILED, "Expected 4 test results but got 3. Test results:\nabq [:2]"},
 #if !defined(_WIN32)
         {"a full device", twoTests,
          [&](Host& h) {
-             return veltra_engine_evaluate(h.engine, (data + "/batch/input.txt").c_str(), "/dev/full", nullptr,
-                                           nullptr, nullptr, nullptr);
+             return veltra_engine_evaluate(h.engine, (data + "/batch/input.txt").c_str(), "/dev/full",
+                                           nullptr, nullptr, nullptr, nullptr);
          },
          VELTRA_FAILED, "Cannot write file: /dev/full [/dev/full:0]"},
 #endif
@@ -168,9 +173,12 @@ void Reasons(const std::string& data)
         for (size_t at; (at = reason.find("<dir>")) != std::string::npos;) reason.replace(at, 5, dir);
         Check(status == row.status && h.Reason() == reason,
               std::string(row.what) + ": " + std::to_string(status) + " " + h.Reason());
-        const std::string told = row.status == VELTRA_FAILED ? reason.substr(0, reason.rfind(" [")) + "\n" : "";
-        Check(h.Texts(VELTRA_MESSAGE_FAILURE) == told, std::string(row.what) + ": told " + h.Texts(VELTRA_MESSAGE_FAILURE));
-        Check(h.reentered == (told.empty() ? VELTRA_OK : VELTRA_BUSY), std::string(row.what) + ": a call from a callback");
+        const std::string told =
+            row.status == VELTRA_FAILED ? reason.substr(0, reason.rfind(" [")) + "\n" : "";
+        Check(h.Texts(VELTRA_MESSAGE_FAILURE) == told,
+              std::string(row.what) + ": told " + h.Texts(VELTRA_MESSAGE_FAILURE));
+        Check(h.reentered == (told.empty() ? VELTRA_OK : VELTRA_BUSY),
+              std::string(row.what) + ": a call from a callback");
     }
     // The size of a text asked first, then the text.
     Host h;
@@ -179,7 +187,8 @@ void Reasons(const std::string& data)
     const veltra_status asked = veltra_network_get_name(h.engine, nullptr, &size);
     std::string name(static_cast<size_t>(size), '#');
     Check(asked == VELTRA_BUFFER_TOO_SMALL && size == 6 &&
-              veltra_network_get_name(h.engine, &name[0], &size) == VELTRA_OK && name == std::string("Kind \0", 6),
+              veltra_network_get_name(h.engine, &name[0], &size) == VELTRA_OK &&
+              name == std::string("Kind \0", 6),
           "the name, its size asked first: " + name);
 }
 
@@ -191,8 +200,8 @@ void Texts(const std::string& data)
     const std::string err = host::Capture(2, [&] {
         out = host::Capture(1, [&] {
             veltra_engine_train(h.engine, (data + "/training/network.txt").c_str(),
-                                (data + "/training/samples.txt").c_str(), host::Scratch().File("texts.net").c_str(),
-                                nullptr);
+                                (data + "/training/samples.txt").c_str(),
+                                host::Scratch().File("texts.net").c_str(), nullptr);
         });
     });
     Check(out.empty() && err.empty(), "training printed [" + out + "] [" + err + "]");
@@ -202,8 +211,12 @@ void Texts(const std::string& data)
     std::string progress, counts;
     for (size_t at = 0; (at = printed.find("Line: ", at)) != std::string::npos; at += 6)
         progress += printed.substr(at, printed.find_first_of("\b\n", at) - at) + "\n";
-    for (const auto& [done, total] : h.progress) counts += "Line: " + std::to_string(done) + " / " + std::to_string(total) + "\n";
-    Check(h.Texts(VELTRA_MESSAGE_PROGRESS) == progress && counts == progress, "training's progress:\n" + counts);
+    // Lines read of the lines in all: the sample lines as they are read, then the end of the file.
+    for (const auto& [done, total] : h.progress)
+        counts += std::to_string(done) + "/" + std::to_string(total) + " ";
+    Check(h.Texts(VELTRA_MESSAGE_PROGRESS) == progress &&
+              counts == "2/11 3/11 4/11 5/11 6/11 7/11 8/11 10/11 11/11 ",
+          "training's progress: " + counts + "\n" + h.Texts(VELTRA_MESSAGE_PROGRESS));
 
     // Evaluation: the accuracy as a summary, the verdicts counted, the judged copy as the exports
     // write it, and every judged line told with the ranking a fresh call gives for its results.
@@ -211,17 +224,19 @@ void Texts(const std::string& data)
     int64_t right = -1, wrong = -1;
     const std::string judged = host::Scratch().File("texts.txt");
     std::vector<std::pair<std::string, std::string>> told;  // "line expected results", ranking
-    const auto tell = [](void* context, int64_t line, const char* expected, const char* results, int32_t count,
-                         const char* states, const double* probabilities) {
+    const auto tell = [](void* context, int64_t line, const char* expected, const char* results,
+                         int32_t count, const char* states, const double* probabilities) {
         std::string ranking = "0";
         for (int32_t i = 0; i < count; ++i) ranking += std::string(" ") + states[i] + Bits(probabilities[i]);
         static_cast<decltype(told)*>(context)->emplace_back(
             std::to_string(line) + " " + expected + " " + results, ranking);
     };
-    const veltra_status status = veltra_engine_evaluate(h.engine, (data + "/batch/input.txt").c_str(), judged.c_str(),
-                                                        tell, &told, &right, &wrong);
-    Check(status == VELTRA_OK && right == 3 && wrong == 2 && h.Texts(VELTRA_MESSAGE_SUMMARY) == "Accuracy: 60.00 %\n",
-          "evaluation: " + std::to_string(status) + " " + std::to_string(right) + "/" + std::to_string(wrong));
+    const veltra_status status = veltra_engine_evaluate(h.engine, (data + "/batch/input.txt").c_str(),
+                                                        judged.c_str(), tell, &told, &right, &wrong);
+    Check(
+        status == VELTRA_OK && right == 3 && wrong == 2 &&
+            h.Texts(VELTRA_MESSAGE_SUMMARY) == "Accuracy: 60.00 %\n",
+        "evaluation: " + std::to_string(status) + " " + std::to_string(right) + "/" + std::to_string(wrong));
     Check(host::SameText(judged, data + "/batch/expected-output.txt"), "the judged copy");
     std::string lines;
     for (const auto& [line, ranking] : told) {
@@ -246,21 +261,28 @@ std::string Outline(veltra_engine* engine)
         value.pop_back();
         return value;
     };
-    std::string shown = "[" + text([&](char* t, int32_t* n) { return veltra_network_get_name(engine, t, n); }) + "]";
+    std::string shown =
+        "[" + text([&](char* t, int32_t* n) { return veltra_network_get_name(engine, t, n); }) + "]";
     for (int32_t s = 0; s < info.states; ++s) {
         char result = '?';
-        shown += " " + text([&](char* t, int32_t* n) { return veltra_network_get_state(engine, s, &result, t, n); });
+        shown += " " + text([&](char* t, int32_t* n) {
+                     return veltra_network_get_state(engine, s, &result, t, n);
+                 });
         shown += "=" + std::string(1, result);
     }
     for (int32_t t = 0; t < info.tests; ++t) {
-        shown += "\n" + text([&](char* x, int32_t* n) { return veltra_network_get_test(engine, t, VELTRA_TEST_TAG, x, n); });
+        shown += "\n" + text([&](char* x, int32_t* n) {
+                     return veltra_network_get_test(engine, t, VELTRA_TEST_TAG, x, n);
+                 });
         shown += " [" + text([&](char* x, int32_t* n) {
-            return veltra_network_get_test(engine, t, VELTRA_TEST_DESCRIPTION, x, n);
-        }) + "]";
+                     return veltra_network_get_test(engine, t, VELTRA_TEST_DESCRIPTION, x, n);
+                 }) +
+                 "]";
         int32_t values = 0;
         veltra_network_get_value_count(engine, t, &values);
         for (int32_t v = 0; v < values; ++v)
-            shown += " " + text([&](char* x, int32_t* n) { return veltra_network_get_value(engine, t, v, x, n); });
+            shown +=
+                " " + text([&](char* x, int32_t* n) { return veltra_network_get_value(engine, t, v, x, n); });
         double cp = -1, dp = -1;
         int32_t known = -1;
         veltra_network_get_figures(engine, t, &cp, &dp, &known);
@@ -269,8 +291,8 @@ std::string Outline(veltra_engine* engine)
     }
     char smallest[64];
     std::snprintf(smallest, sizeof smallest, "%.17g %.17g", info.smallest_prior, info.smallest_conditional);
-    return shown + "\n" + std::to_string(info.probability_lines) + " lines, smallest " + smallest + ", underflow after " +
-           std::to_string(info.underflow_tests);
+    return shown + "\n" + std::to_string(info.probability_lines) + " lines, smallest " + smallest +
+           ", underflow after " + std::to_string(info.underflow_tests);
 }
 
 void Introspection(const std::string& data)
@@ -283,7 +305,8 @@ void Introspection(const std::string& data)
          "[Kind ] x=x y=y z=z\nT1 [first ] a\nT2 [second ] b\nT3 [third ] a\nT4 [fourth ] b c\n"
          "18 lines, smallest 0.25 0.080000000000000002, underflow after 295"},
         {"training/network.txt",
-         "[Category ] a=a b=b c=c\nDig [Has digits] y n\nLen [Length class] s m l\n0 lines, smallest 1 1, underflow after 0"},
+         "[Category ] a=a b=b c=c\nDig [Has digits] y n\nLen [Length class] s m l\n0 lines, smallest 1 1, "
+         "underflow after 0"},
         {"training/expected-trained.txt",
          "[Category ] a=a b=b c=c\nDig [Has digits] y n CP 57 DP 54\nLen [Length class] s m l CP 99 DP 81\n"
          "18 lines, smallest 0.33333299999999999 0.001, underflow after 108"},
@@ -292,7 +315,8 @@ void Introspection(const std::string& data)
     };
     for (const auto& row : rows) {
         Host h;
-        const bool file = row.description.find('\n') == std::string::npos && row.description.find('\r') == std::string::npos;
+        const bool file = row.description.find('\n') == std::string::npos &&
+                          row.description.find('\r') == std::string::npos;
         if (file)
             veltra_engine_load_file(h.engine, (data + "/" + row.description).c_str());
         else
@@ -312,11 +336,13 @@ void Classification(const std::string& data)
     for (const char* a : {"a", "-", "q"})
         for (const char* b : {"b", "-"})
             for (const char* c : {"a", "-"})
-                for (const char* d : {"b", "c", "-", "b."}) fields.push_back(std::string(a) + "." + b + c + d);
+                for (const char* d : {"b", "c", "-", "b."})
+                    fields.push_back(std::string(a) + "." + b + c + d);
     fields.push_back("ab");
     const std::string description = host::ReadFile(data + "/three-states.net");
     std::string other = description;
-    other.replace(other.find("P(T4=b|H=x) = 0.4"), 17, "P(T4=b|H=x) = 0.3").replace(other.find("P(T4=c|H=x) = 0.6"), 17, "P(T4=c|H=x) = 0.7");
+    other.replace(other.find("P(T4=b|H=x) = 0.4"), 17, "P(T4=b|H=x) = 0.3")
+        .replace(other.find("P(T4=c|H=x) = 0.6"), 17, "P(T4=c|H=x) = 0.7");
     Host h;
     for (const std::string* text : {&description, static_cast<const std::string*>(&other)}) {
         veltra_engine_load_text(h.engine, text->c_str());
@@ -329,17 +355,19 @@ void Classification(const std::string& data)
         std::vector<char> states(fields.size() * stride);
         std::vector<double> probabilities(fields.size() * stride);
         std::vector<veltra_status> statuses(fields.size());
-        veltra_engine_classify_many(h.engine, static_cast<int32_t>(fields.size()), results.data(), 4, states.data(),
-                                    probabilities.data(), statuses.data());
+        veltra_engine_classify_many(h.engine, static_cast<int32_t>(fields.size()), results.data(), 4,
+                                    states.data(), probabilities.data(), statuses.data());
         for (size_t i = 0; i < fields.size(); ++i) {
             char analyzed[4];
             double levels[4];
             int32_t count = 4;
-            std::string exports = std::to_string(Analyze(fresh, results[i], analyzed, levels, &count) == 0 ? 0 : 1);
+            std::string exports =
+                std::to_string(Analyze(fresh, results[i], analyzed, levels, &count) == 0 ? 0 : 1);
             std::string many = std::to_string(statuses[i]);
             for (int32_t k = 0; k < count && exports[0] == '0'; ++k) {
                 exports += std::string(" ") + analyzed[k] + Bits(levels[k]);
-                many += std::string(" ") + states[i * stride + static_cast<size_t>(k)] + Bits(probabilities[i * stride + static_cast<size_t>(k)]);
+                many += std::string(" ") + states[i * stride + static_cast<size_t>(k)] +
+                        Bits(probabilities[i * stride + static_cast<size_t>(k)]);
             }
             Check(Classified(h.engine, fields[i]) == exports && many == exports,
                   fields[i] + ": " + Classified(h.engine, fields[i]) + " / " + many + " / " + exports);
@@ -348,16 +376,17 @@ void Classification(const std::string& data)
         std::string lines;
         for (size_t i = 0; i < 8; ++i) lines += ";TESTS\tx\t" + fields[i] + "\n";
         std::vector<std::string> rankings;
-        const auto tell = [](void* context, int64_t, const char*, const char*, int32_t count, const char* told,
-                             const double* levels) {
+        const auto tell = [](void* context, int64_t, const char*, const char*, int32_t count,
+                             const char* told, const double* levels) {
             std::string ranking = "0";
             for (int32_t k = 0; k < count; ++k) ranking += std::string(" ") + told[k] + Bits(levels[k]);
             static_cast<std::vector<std::string>*>(context)->push_back(ranking);
         };
-        veltra_engine_evaluate(h.engine, host::Scratch().Write("fields.txt", lines).c_str(), nullptr, tell, &rankings,
-                               nullptr, nullptr);
+        veltra_engine_evaluate(h.engine, host::Scratch().Write("fields.txt", lines).c_str(), nullptr, tell,
+                               &rankings, nullptr, nullptr);
         for (size_t i = 0; i < rankings.size(); ++i)
-            Check(rankings[i] == Classified(h.engine, fields[i]), "evaluated " + fields[i] + ": " + rankings[i]);
+            Check(rankings[i] == Classified(h.engine, fields[i]),
+                  "evaluated " + fields[i] + ": " + rankings[i]);
         Check(rankings.size() == 8, "evaluated fields: " + std::to_string(rankings.size()));
     }
 }
