@@ -29,6 +29,7 @@
 #include <vector>
 
 #include "api/Veltra.h"
+#include "api/VeltraHost.h"
 #include "bench/FlatReference.h"
 #include "bench/Model.h"
 #include "bench/ResultTable.h"
@@ -95,6 +96,24 @@ public:
 
 private:
     BayesianEngineHandle m_handle = nullptr;
+};
+
+// An engine of the host interface with the description loaded.
+class HostEngine {
+public:
+    explicit HostEngine(const std::string& description)
+    {
+        if (veltra_engine_create(&m_engine) != VELTRA_OK ||
+            veltra_engine_load_text(m_engine, description.c_str()) != VELTRA_OK)
+            Abort("the host interface cannot load the description");
+    }
+    HostEngine(const HostEngine&) = delete;
+    HostEngine& operator=(const HostEngine&) = delete;
+    ~HostEngine() { veltra_engine_destroy(m_engine); }
+    veltra_engine* Get() const { return m_engine; }
+
+private:
+    veltra_engine* m_engine = nullptr;
 };
 
 void WriteText(const fs::path& path, const std::string& text)
@@ -258,6 +277,41 @@ public:
         return m_neverSeen;
     }
 
+    // The host interface's job: an engine of it, the never-seen pool as fields, each checked
+    // against the reference to the bit, one by one and in one batch.
+    HostEngine& GetHost()
+    {
+        if (m_host) return *m_host;
+        m_host = std::make_unique<HostEngine>(m_description);
+        const std::vector<std::string>& pool = GetNeverSeen().pool;
+        std::vector<const char*> fields;
+        for (size_t i = 0; i < kCheckInputs; ++i) fields.push_back(pool[i].c_str());
+        std::vector<char> states(kCheckInputs * kCapacity);
+        std::vector<double> levels(kCheckInputs * kCapacity);
+        std::vector<veltra_status> statuses(kCheckInputs);
+        if (veltra_engine_classify_many(m_host->Get(), static_cast<int32_t>(kCheckInputs), fields.data(),
+                                        kCapacity, states.data(), levels.data(),
+                                        statuses.data()) != VELTRA_OK)
+            Abort("veltra_engine_classify_many failed");
+        for (size_t i = 0; i < kCheckInputs; ++i) {
+            char referenceStates[kCapacity], single[kCapacity];
+            double referenceLevels[kCapacity], singleLevels[kCapacity];
+            int32_t count = kCapacity, singleCount = kCapacity;
+            FlatAnalyze(m_net, fields[i], referenceStates, referenceLevels, &count);
+            if (veltra_engine_classify(m_host->Get(), fields[i], single, singleLevels, &singleCount) !=
+                    VELTRA_OK ||
+                singleCount != count)
+                Abort(std::string("veltra_engine_classify failed on ") + fields[i]);
+            for (int32_t k = 0; k < count; ++k)
+                if (referenceStates[k] != single[k] || referenceStates[k] != states[i * kCapacity + k] ||
+                    std::memcmp(&referenceLevels[k], &singleLevels[k], sizeof(double)) != 0 ||
+                    std::memcmp(&referenceLevels[k], &levels[i * kCapacity + k], sizeof(double)) != 0)
+                    Abort(std::string("the host interface and the reference classify ") + fields[i] +
+                          " differently");
+        }
+        return *m_host;
+    }
+
     // The repeated job: a fresh engine and one input, classified once before timing.
     struct Repeated {
         std::unique_ptr<Engine> engine;
@@ -337,6 +391,7 @@ private:
     fs::path m_directory;
     std::unordered_set<std::string> m_seen;
     NeverSeen m_neverSeen;
+    std::unique_ptr<HostEngine> m_host;
     Repeated m_repeated;
     bool m_trainReady = false;
     bool m_analyzeFileReady = false;
@@ -369,6 +424,65 @@ void BM_AnalyzeReference(benchmark::State& state, Workload* workload)
         const std::string& results = job.pool[job.referenceNext++ % job.pool.size()];
         if (FlatAnalyze(workload->Net(), results.c_str(), states, levels, &count) != 0)
             Abort("FlatAnalyze failed");
+        benchmark::DoNotOptimize(levels[0]);
+    }
+}
+
+// One field a call through the host interface, which computes every field afresh.
+void BM_Classify(benchmark::State& state, Workload* workload)
+{
+    veltra_engine* engine = workload->GetHost().Get();
+    Workload::NeverSeen& job = workload->GetNeverSeen();
+    char states[kCapacity];
+    double levels[kCapacity];
+    size_t next = 0;
+    for (auto _ : state) {
+        int32_t count = kCapacity;
+        if (veltra_engine_classify(engine, job.pool[next++ % job.pool.size()].c_str(), states, levels,
+                                   &count) != VELTRA_OK)
+            Abort("veltra_engine_classify failed");
+        benchmark::DoNotOptimize(levels[0]);
+    }
+}
+
+constexpr size_t kBatch = 256;
+
+// kBatch fields a call through the host interface, into flat arrays.
+void BM_ClassifyMany(benchmark::State& state, Workload* workload)
+{
+    veltra_engine* engine = workload->GetHost().Get();
+    const std::vector<std::string>& pool = workload->GetNeverSeen().pool;
+    std::vector<const char*> fields;
+    for (const std::string& results : pool) fields.push_back(results.c_str());
+    std::vector<char> states(kBatch * kCapacity);
+    std::vector<double> levels(kBatch * kCapacity);
+    std::vector<veltra_status> statuses(kBatch);
+    size_t next = 0;
+    for (auto _ : state) {
+        if (veltra_engine_classify_many(engine, static_cast<int32_t>(kBatch), fields.data() + next, kCapacity,
+                                        states.data(), levels.data(), statuses.data()) != VELTRA_OK)
+            Abort("veltra_engine_classify_many failed");
+        next = (next + kBatch) % (fields.size() - kBatch);
+        benchmark::DoNotOptimize(levels[0]);
+    }
+}
+
+// The same kBatch fields from flat arrays.
+void BM_ClassifyManyReference(benchmark::State& state, Workload* workload)
+{
+    workload->GetHost();
+    const std::vector<std::string>& pool = workload->GetNeverSeen().pool;
+    std::vector<char> states(kBatch * kCapacity);
+    std::vector<double> levels(kBatch * kCapacity);
+    size_t next = 0;
+    for (auto _ : state) {
+        for (size_t i = 0; i < kBatch; ++i) {
+            int32_t count = kCapacity;
+            if (FlatAnalyze(workload->Net(), pool[next + i].c_str(), &states[i * kCapacity],
+                            &levels[i * kCapacity], &count) != 0)
+                Abort("FlatAnalyze failed");
+        }
+        next = (next + kBatch) % (pool.size() - kBatch);
         benchmark::DoNotOptimize(levels[0]);
     }
 }
@@ -576,6 +690,10 @@ int main(int argc, char** argv)
                  Metric::kTimePerCall, 1, 3.0, benchmark::kMicrosecond);
         Register(table, w, "Analyze (same input again)", "AnalyzeRepeated", BM_AnalyzeRepeated,
                  BM_AnalyzeRepeatedReference, Metric::kTimePerCall, 1, 1.0, benchmark::kMicrosecond);
+        Register(table, w, "Host: classify one field", "Classify", BM_Classify, BM_AnalyzeReference,
+                 Metric::kTimePerCall, 1, 1.5, benchmark::kMicrosecond);
+        Register(table, w, "Host: 256 fields a call", "ClassifyMany", BM_ClassifyMany,
+                 BM_ClassifyManyReference, Metric::kTimePerCall, 1, 1.5, benchmark::kMicrosecond);
         Register(table, w, "Train", "Train", BM_Train, BM_TrainReference, Metric::kLinesPerSec, kSampleLines,
                  trainTarget ? 0.5 : 0.0, benchmark::kMillisecond);
         Register(table, w, "AnalyzeFile", "AnalyzeFile", BM_AnalyzeFile, BM_AnalyzeFileReference,

@@ -32,8 +32,8 @@ static void on_progress(void* context, int64_t done, int64_t total)
 
 static int fail(veltra_engine* engine, const char* what)
 {
-    fprintf(stderr, "%s: %s (%s, line %lld)\n", what, veltra_engine_error(engine), veltra_engine_error_file(engine),
-            (long long)veltra_engine_error_line(engine));
+    fprintf(stderr, "%s: %s (%s, line %lld)\n", what, veltra_engine_error(engine),
+            veltra_engine_error_file(engine), (long long)veltra_engine_error_line(engine));
     veltra_engine_destroy(engine);
     return 1;
 }
@@ -54,12 +54,14 @@ int main(int argc, char** argv)
         return 2;
     }
     if (veltra_engine_create(&engine) != VELTRA_OK) return 1;
-    veltra_engine_set_message_callback(engine, on_message, &warnings,
-                                       VELTRA_MESSAGE_WARNING | VELTRA_MESSAGE_SUMMARY | VELTRA_MESSAGE_FAILURE);
+    veltra_engine_set_message_callback(
+        engine, on_message, &warnings,
+        VELTRA_MESSAGE_WARNING | VELTRA_MESSAGE_SUMMARY | VELTRA_MESSAGE_FAILURE);
     veltra_engine_set_progress_callback(engine, on_progress, &shown);
     printf("Veltra %s, host interface %d\n", veltra_version(), (int)veltra_interface_version());
 
-    if (veltra_engine_train(engine, argv[1], argv[2], argv[3], &samples) != VELTRA_OK) return fail(engine, "training");
+    if (veltra_engine_train(engine, argv[1], argv[2], argv[3], &samples) != VELTRA_OK)
+        return fail(engine, "training");
     printf("Trained on %lld samples, %d warnings\n", (long long)samples, warnings);
     if (veltra_network_get_info(engine, &info) != VELTRA_OK) return fail(engine, "the network");
 
@@ -68,9 +70,10 @@ int main(int argc, char** argv)
     probabilities = malloc((size_t)(fields > 0 ? fields : 1) * (size_t)info.states * sizeof(double));
     statuses = malloc((size_t)(fields > 0 ? fields : 1) * sizeof(veltra_status));
     if (!states || !probabilities || !statuses) return 1;
-    if (veltra_engine_classify_many(engine, fields, (const char* const*)(argv + 4), info.states, states, probabilities,
-                                    statuses) != VELTRA_OK)
-        fprintf(stderr, "field %lld: %s\n", (long long)veltra_engine_error_line(engine), veltra_engine_error(engine));
+    if (veltra_engine_classify_many(engine, fields, (const char* const*)(argv + 4), info.states, states,
+                                    probabilities, statuses) != VELTRA_OK)
+        fprintf(stderr, "field %lld: %s\n", (long long)veltra_engine_error_line(engine),
+                veltra_engine_error(engine));
     for (i = 0; i < fields; ++i) {
         const int32_t first = i * info.states;
         if (statuses[i] == VELTRA_OK)
