@@ -1,5 +1,6 @@
 // Evaluation: the figures of a labelled file judged by the network, from the full-precision
-// probabilities of Analyze, for the report of veltra evaluate and veltra report.
+// probabilities the library tells for every judged line, for the report of veltra evaluate and
+// veltra report.
 //
 // A test line is judged as the library judges it: right when its most probable state is one of
 // its expected states. For the per-state figures each line counts once, as an example of one
@@ -7,20 +8,17 @@
 // expected states. The diagonal of the confusion matrix is then the right lines and the accuracy
 // the library's. Log loss and Brier score take the same state as the true one.
 //
-// Analyze is asked once per distinct results text: a file repeats the results of its fields, and
-// the library's answer for a results text does not change. Not for use by two threads.
+// The figures of a field are kept once per distinct results text: a file repeats the results of
+// its fields, and the library's answer for a results text does not change. Not for use by two
+// threads.
 #ifndef VELTRA_CLI_EVALUATION_H
 #define VELTRA_CLI_EVALUATION_H
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
-
-#include "cli/Engine.h"
 
 namespace veltra::cli {
 
@@ -77,17 +75,15 @@ struct EvaluationFigures {
 
 class Evaluation {
 public:
-    // `states`: the network's states in state order, one character each, as loaded in `engine`.
-    Evaluation(const Engine& engine, const std::vector<std::string>& states);
+    // `states`: the network's states in state order, one character each.
+    explicit Evaluation(const std::vector<std::string>& states);
     Evaluation(const Evaluation&) = delete;
     Evaluation& operator=(const Evaluation&) = delete;
 
-    // Makes room for up to `fields` distinct results texts of `textBytes` bytes in all, so that a
-    // file of mostly distinct fields is indexed without copying what is already indexed.
-    void Reserve(size_t fields, size_t textBytes);
-    // Judges one test line: its expected states and its test results. False when Analyze refused
-    // the results (the library said why on standard error).
-    bool Judge(std::string_view expected, std::string_view results);
+    // Counts one judged test line: its expected states, its test results and the library's
+    // ranking (`count` states' characters and probabilities, most probable first).
+    void Judge(std::string_view expected, std::string_view results, int32_t count, const char* states,
+               const double* probabilities);
     EvaluationFigures Figures() const;
 
 private:
@@ -97,16 +93,13 @@ private:
     void RateStates(EvaluationFigures& figures) const;
     void ScoreProbabilities(EvaluationFigures& figures) const;
 
-    int32_t Field(std::string_view results);
+    int32_t Field(std::string_view results, int32_t count, const char* states, const double* probabilities);
     int32_t FindField(std::string_view results, uint64_t hash) const;
     void IndexField(std::string_view results, uint64_t hash);
     size_t ExpectedRow(unsigned char state);
 
-    const Engine& m_engine;
     std::vector<std::string> m_names;
     size_t m_states;
-    std::vector<char> m_categories;
-    std::vector<double> m_ranked;
     int32_t m_stateOf[256];
     std::vector<std::string> m_unknown;  // expected states the network does not know
     int32_t m_unknownOf[256];
@@ -118,27 +111,11 @@ private:
     std::vector<uint64_t> m_hashes;
     std::vector<size_t> m_textStarts;
     std::string m_texts;
-    std::string m_key;
     std::vector<double> m_probabilities;
     std::vector<int32_t> m_winners;
     std::vector<int32_t> m_lineCounts;
     std::vector<std::vector<int64_t>> m_confusion;
 };
-
-// Judges every test line of the labelled file `input` (";TESTS<tab>states<tab>results") with the
-// evaluation. Lines are read as the library reads them. On a line that cannot be judged it says
-// why on standard error ("veltra COMMAND: INPUT, line N: ..."), after the library's own message
-// when Analyze refused the line, and returns false.
-// Hands every line of `file` (its newline dropped; `ended` false for a last line without one) to
-// `each` until it answers false; a line still open after 1024 bytes is handed on at once, since it
-// is too long whatever follows. False when `each` stopped the reading.
-bool ForEachLine(std::FILE* file, const std::function<bool(std::string_view line, bool ended)>& each);
-// What the library's line reader refuses in `line`, or null: the line longer than 1023 bytes or
-// holding a zero byte. A CR before the newline (`ended`) is no part of the line and is cut off.
-const char* RefusedLine(std::string_view& line, bool ended);
-
-bool JudgeFile(Evaluation& evaluation, const std::string& input, const char* command,
-               const std::string& network);
 
 }  // namespace veltra::cli
 

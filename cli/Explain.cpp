@@ -3,10 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <iostream>
 
 #include "cli/Engine.h"
-#include "cli/NetworkOutline.h"
 
 namespace veltra::cli {
 
@@ -29,8 +27,8 @@ bool Classify(const Engine& engine, const std::string& results, size_t capacity,
     answer.states.assign(capacity, '\0');
     answer.probabilities.assign(capacity, 0.0);
     int32_t count = static_cast<int32_t>(capacity);
-    if (Analyze(engine.get(), results.c_str(), answer.states.data(), answer.probabilities.data(), &count) !=
-            0 ||
+    if (veltra_engine_classify(engine.get(), results.c_str(), answer.states.data(),
+                               answer.probabilities.data(), &count) != VELTRA_OK ||
         count <= 0)
         return false;
     answer.states.resize(static_cast<size_t>(count));
@@ -65,7 +63,7 @@ bool LeaveEachOut(const Engine& engine, const std::string& results, size_t capac
 }
 
 void PrintExplanation(const std::string& given, const std::string& results, const Classification& all,
-                      const std::vector<Effect>& effects, const NetworkOutline& outline, int tag)
+                      const std::vector<Effect>& effects, const NetworkView& view, int tag)
 {
     std::printf("%s\n", given.c_str());
     for (size_t i = 0; i < all.states.size(); ++i)
@@ -80,7 +78,7 @@ void PrintExplanation(const std::string& given, const std::string& results, cons
     std::printf("  %3s  %-*s  %-6s  %9s  %7s  %-14s  %s\n", "#", tag, "Test", "Result",
                 (std::string(1, winner) + " without").c_str(), "Change", "Winner without", "Description");
     for (const Effect& effect : effects) {
-        const TestOutline* test = effect.test < outline.tests.size() ? &outline.tests[effect.test] : nullptr;
+        const TestView* test = effect.test < view.tests.size() ? &view.tests[effect.test] : nullptr;
         const std::string verdict =
             std::string(1, effect.winner) + (effect.winner != winner ? " (changes)" : "");
         std::printf("  %3zu  %-*s  %-6c  %7.2f %%  %+7.2f  %-14s  %s\n", effect.test + 1, tag,
@@ -91,15 +89,15 @@ void PrintExplanation(const std::string& given, const std::string& results, cons
 
 }  // namespace
 
-int Explain(const std::vector<std::string>& args)
+int Explain(const std::vector<std::string>& args, bool quiet)
 {
-    const std::string& network = args[0];
-    Engine engine;
-    size_t capacity = 0;
-    if (!LoadTrained(engine, "explain", network, capacity)) return 1;
-    const NetworkOutline outline = ReadOutline(network);
+    Console console("explain", quiet);
+    Engine engine(console);
+    if (!engine.LoadTrained(args[0])) return 1;
+    const NetworkView view = engine.View();
+    const size_t capacity = std::max<size_t>(view.states.size(), 1);
     size_t tagWidth = 4;
-    for (const TestOutline& test : outline.tests) tagWidth = std::max(tagWidth, test.tag.size());
+    for (const TestView& test : view.tests) tagWidth = std::max(tagWidth, test.tag.size());
 
     int failures = 0;
     bool first = true;
@@ -109,22 +107,17 @@ int Explain(const std::vector<std::string>& args)
             if (c != '.') results += c;
         Classification all;
         std::vector<Effect> effects;
-        if (!Classify(engine, results, capacity, all)) {
-            std::fflush(stdout);
-            std::fprintf(stderr, "veltra explain: %s\"%s\" does not fit %s\n", where.c_str(), given.c_str(),
-                         network.c_str());
-            ++failures;
-            return;
-        }
-        if (!LeaveEachOut(engine, results, capacity, all, effects)) {
+        if (!Classify(engine, results, capacity, all) ||
+            !LeaveEachOut(engine, results, capacity, all, effects)) {
+            engine.Failed({}, where);
             ++failures;
             return;
         }
         if (!first) std::printf("\n");
         first = false;
-        PrintExplanation(given, results, all, effects, outline, static_cast<int>(tagWidth));
+        PrintExplanation(given, results, all, effects, view, static_cast<int>(tagWidth));
     };
-    if (!ForEachResults(args, "explain", explain)) return 1;
+    if (!ForEachResults(args, console, explain)) return 1;
     return failures == 0 ? 0 : 1;
 }
 

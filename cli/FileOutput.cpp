@@ -3,10 +3,12 @@
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
+#include <fstream>
 #include <random>
 #include <system_error>
 
 #if defined(_WIN32)
+#  include <fcntl.h>
 #  include <io.h>
 #  include <windows.h>
 #else
@@ -51,10 +53,32 @@ bool Irregular(const std::string& path, const fs::file_status& status)
 #endif
 }
 
+std::string RandomName()
+{
+    const uint64_t random =
+        std::random_device()() ^
+        static_cast<uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
+    return std::to_string(random % 1000000000);
+}
+
+// Standard input and output carry bytes as they are, on Windows too.
+void Binary(std::FILE* stream)
+{
+#if defined(_WIN32)
+    ::_setmode(::_fileno(stream), _O_BINARY);
+#else
+    (void)stream;
+#endif
+}
+
 }  // namespace
 
 bool WriteWhole(const std::string& path, const std::string& text)
 {
+    if (path == "-") {
+        Binary(stdout);
+        return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+    }
     std::error_code error;
     const fs::file_status status = fs::status(path, error);
     if (Irregular(path, status)) {
@@ -65,11 +89,8 @@ bool WriteWhole(const std::string& path, const std::string& text)
     // The file replaced: where the path's links lead, when it exists.
     fs::path target = fs::weakly_canonical(path, error);
     if (error) target = path;
-    const uint64_t random =
-        std::random_device()() ^
-        static_cast<uint64_t>(std::chrono::steady_clock::now().time_since_epoch().count());
-    const fs::path temporary = target.parent_path() / ("." + target.filename().string() + "." +
-                                                       std::to_string(random % 1000000000) + ".tmp");
+    const fs::path temporary =
+        target.parent_path() / ("." + target.filename().string() + "." + RandomName() + ".tmp");
     std::FILE* file = std::fopen(temporary.string().c_str(), "wb");
     if (!file) return false;
     bool written = WriteAndClose(file, text, true);
@@ -80,25 +101,44 @@ bool WriteWhole(const std::string& path, const std::string& text)
     return false;
 }
 
-FileStamp StampOf(const std::string& path)
+TemporaryFile::TemporaryFile()
 {
-    FileStamp stamp;
-#if defined(_WIN32)
     std::error_code error;
-    stamp.regular = fs::is_regular_file(path, error);
-    if (!stamp.regular) return stamp;
-    stamp.modified = static_cast<int64_t>(fs::last_write_time(path, error).time_since_epoch().count());
-    stamp.size = fs::file_size(path, error);
-#else
-    struct stat status = {};
-    stamp.regular = ::stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
-    if (!stamp.regular) return stamp;
-    stamp.device = static_cast<uint64_t>(status.st_dev);
-    stamp.file = static_cast<uint64_t>(status.st_ino);
-    stamp.modified = static_cast<int64_t>(status.st_mtim.tv_sec) * 1000000000 + status.st_mtim.tv_nsec;
-    stamp.size = static_cast<uintmax_t>(status.st_size);
-#endif
-    return stamp;
+    m_path = (fs::temp_directory_path(error) / ("veltra-" + RandomName() + ".tmp")).string();
+}
+
+TemporaryFile::~TemporaryFile()
+{
+    std::error_code error;
+    fs::remove(m_path, error);
+}
+
+GivenInput::GivenInput(const std::string& given) : m_given(given), m_standard(given == "-")
+{
+    if (!m_standard) return;
+    Binary(stdin);
+    std::ofstream copy(m_copy.Path(), std::ios::binary);
+    char block[65536];
+    size_t got;
+    while ((got = std::fread(block, 1, sizeof block, stdin)) > 0)
+        copy.write(block, static_cast<std::streamsize>(got));
+    copy.close();
+    m_ready = !std::ferror(stdin) && !copy.fail();
+}
+
+bool GivenOutput::Deliver() const
+{
+    if (!m_standard) return true;
+    std::ifstream copy(m_copy.Path(), std::ios::binary);
+    if (!copy.is_open()) return false;
+    Binary(stdout);
+    std::fflush(stdout);
+    char block[65536];
+    while (copy.read(block, sizeof block) || copy.gcount() > 0)
+        if (std::fwrite(block, 1, static_cast<size_t>(copy.gcount()), stdout) !=
+            static_cast<size_t>(copy.gcount()))
+            return false;
+    return std::fflush(stdout) == 0 && !copy.bad();
 }
 
 }  // namespace veltra::cli

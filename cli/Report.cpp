@@ -10,40 +10,11 @@
 
 namespace veltra::cli {
 
-std::vector<TestFigures> ReadTestFigures(const std::string& trained, const NetworkOutline& outline)
+std::vector<TestFigures> TestFiguresOf(const NetworkView& view)
 {
-    // Section lines: "#\t" figure "\t" tag "\t" description, under "#\tCP values:" or
-    // "#\tDP values:" and its rule. A later section replaces an earlier one: a network trained
-    // again holds the sections of each run, the last one's in force.
-    std::map<std::string, double> cp, dp;
-    std::map<std::string, double>* section = nullptr;
-    for (const std::string& raw : Split(ReadText(trained), "\n")) {
-        const std::string line = raw.back() == '\r' ? raw.substr(0, raw.size() - 1) : raw;
-        if (line == "#\tCP values:" || line == "#\tDP values:") {
-            section = line[2] == 'C' ? &cp : &dp;
-            section->clear();
-            continue;
-        }
-        if (!section || line == "#\t-----------") continue;
-        const std::vector<std::string> pieces = Split(line, "\t");
-        char* end = nullptr;
-        const double figure =
-            pieces.size() >= 3 && pieces[0] == "#" ? std::strtod(pieces[1].c_str(), &end) : 0.0;
-        if (!end || *end != '\0') {
-            section = nullptr;
-            continue;
-        }
-        (*section)[pieces[2]] = figure;
-    }
     std::vector<TestFigures> tests;
-    for (const TestOutline& test : outline.tests) {
-        TestFigures figures{test.tag, test.description};
-        if (auto found = cp.find(test.tag); found != cp.end())
-            figures.cp = found->second, figures.hasCp = true;
-        if (auto found = dp.find(test.tag); found != dp.end())
-            figures.dp = found->second, figures.hasDp = true;
-        tests.push_back(figures);
-    }
+    for (const TestView& test : view.tests)
+        tests.push_back({test.tag, test.description, test.cp, test.dp, test.hasCp, test.hasDp});
     return tests;
 }
 
@@ -256,34 +227,62 @@ std::string ReportJson(const ReportSource& source, const EvaluationFigures& figu
     return json + "}\n";
 }
 
-bool WriteFile(const std::string& path, const std::string& text, const char* command)
+namespace {
+
+bool WriteReportFile(Console& console, const std::string& path, const std::string& text)
 {
-    const bool written = WriteWhole(path, text);
-    if (!written) std::fprintf(stderr, "veltra %s: cannot write %s\n", command, path.c_str());
-    return written;
+    if (WriteWhole(path, text)) return true;
+    console.Error("cannot write " + path);
+    return false;
 }
 
-int MakeReport(const Engine& engine, const ReportRequest& request)
+// Tells the evaluation of every judged line.
+void Judged(void* context, int64_t, const char* expected, const char* results, int32_t count,
+            const char* states, const double* probabilities)
 {
-    const std::string& network = request.source.network;
-    const NetworkOutline outline = ReadOutline(network);
-    for (const std::string& state : outline.states)
+    static_cast<Evaluation*>(context)->Judge(expected, results, count, states, probabilities);
+}
+
+}  // namespace
+
+int MakeReport(Engine& engine, const ReportRequest& request)
+{
+    Console& console = engine.console();
+    const NetworkView view = engine.View();
+    for (const std::string& state : view.states)
         if (state.size() != 1) {
-            std::fprintf(stderr, "veltra %s: the report tells states by one character; %s has state \"%s\"\n",
-                         request.command, network.c_str(), state.c_str());
+            console.Error("the report tells states by one character; " + request.source.network +
+                          " has state \"" + state + "\"");
             return 1;
         }
-    Evaluation evaluation(engine, outline.states);
-    if (!JudgeFile(evaluation, request.source.input, request.command, network)) return 1;
+    const GivenInput input(request.source.input);
+    if (!input.Ready()) {
+        console.Error("cannot read standard input");
+        return 1;
+    }
+    const GivenOutput output(request.output);
+    Evaluation evaluation(view.states);
+    if (veltra_engine_evaluate(engine.get(), input.Path().c_str(),
+                               request.output.empty() ? nullptr : output.Path().c_str(), &Judged, &evaluation,
+                               nullptr, nullptr) != VELTRA_OK)
+        return engine.Failed({{input.Path(), input.Shown()}, {output.Path(), output.Shown()}}), 1;
+    console.EndProgress();
+    if (!output.Deliver()) {
+        console.Error("cannot write standard output");
+        return 1;
+    }
     const EvaluationFigures figures = evaluation.Figures();
+    // An evaluation's accuracy, then a blank line before the report.
+    console.ShowResults();
+    if (request.print && !request.output.empty()) std::printf("\n");
     if (request.print) PrintReport(stdout, figures);
     if (request.json.empty() && request.html.empty()) return 0;
-    const std::vector<TestFigures> tests = ReadTestFigures(network, outline);
+    const std::vector<TestFigures> tests = TestFiguresOf(view);
     if (!request.json.empty() &&
-        !WriteFile(request.json, ReportJson(request.source, figures, tests), request.command))
+        !WriteReportFile(console, request.json, ReportJson(request.source, figures, tests)))
         return 1;
     if (!request.html.empty() &&
-        !WriteFile(request.html, ReportPage(request.source, figures, tests), request.command))
+        !WriteReportFile(console, request.html, ReportPage(request.source, figures, tests)))
         return 1;
     return 0;
 }

@@ -1,4 +1,4 @@
-// Report: the figures of an evaluation as text for people and as JSON for machines, and the
+// Report: the figures of an evaluation as text for people and as JSON for machines, with the
 // per-test figures that training writes into a trained file (its CP and DP sections).
 #ifndef VELTRA_CLI_REPORT_H
 #define VELTRA_CLI_REPORT_H
@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "cli/Engine.h"
 #include "cli/Evaluation.h"
-#include "cli/NetworkOutline.h"
 
 namespace veltra::cli {
 
@@ -24,9 +24,9 @@ struct TestFigures {
     bool hasDp = false;
 };
 
-// The network's tests in results order, each with its figures from the last CP and DP sections
-// of the file at `trained` (none when the file holds no such sections).
-std::vector<TestFigures> ReadTestFigures(const std::string& trained, const NetworkOutline& outline);
+// The network's tests in results order, each with the figures of the last CP and DP sections of
+// its description (none when it holds no such sections).
+std::vector<TestFigures> TestFiguresOf(const NetworkView& view);
 
 // Where the figures came from, for the headings of the JSON and the page.
 struct ReportSource {
@@ -41,22 +41,19 @@ void PrintReport(std::FILE* out, const EvaluationFigures& figures);
 std::string ReportJson(const ReportSource& source, const EvaluationFigures& figures,
                        const std::vector<TestFigures>& tests);
 
-// Writes `text` to the file at `path`; false, having said so on standard error, when it cannot.
-bool WriteFile(const std::string& path, const std::string& text, const char* command);
-
 // What a command asks of a report on the labelled file INPUT.
 struct ReportRequest {
-    const char* command;
     ReportSource source;
+    std::string output;  // the judged copy to write ("-": standard output), if any
     bool print = false;  // the text report on standard output
-    std::string json;    // the JSON file to write, if any
-    std::string html;    // the page to write, if any
+    std::string json;    // the JSON file to write ("-": standard output), if any
+    std::string html;    // the page to write ("-": standard output), if any
 };
 
-// Judges INPUT with the network loaded in `engine` (the file source.network) and prints and
-// writes what the request asks. Returns the command's exit status; on failure standard error
-// says why.
-int MakeReport(const Engine& engine, const ReportRequest& request);
+// Judges INPUT ("-": standard input) with the network loaded in `engine` (the file
+// source.network), writes the judged copy if asked, then prints and writes what the request asks
+// of the report. Returns the command's exit status; on failure standard error says why.
+int MakeReport(Engine& engine, const ReportRequest& request);
 
 // Text for JSON and for HTML, with the characters each gives meaning escaped.
 std::string JsonString(const std::string& text);

@@ -292,7 +292,11 @@ void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
     int64_t number = 1;
     for (; !in.eof(); ++number) {
         m_place.line = number;
-        output.CheckWritten();  // a full disk stops the run at the next line
+        // A full disk stops the run at the next line; the output is at fault.
+        if (out.fail()) {
+            m_place = {outputFile, 0};
+            output.CheckWritten();
+        }
         String::ReadLine(in, line, inputFile, number);
         if (assemble)
             Write(out, text.assign(line.str()) += '\n');

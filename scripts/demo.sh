@@ -13,9 +13,6 @@ veltra=$out/cli/veltra
 
 bash scripts/install.sh demo
 
-# The progress display rewrites one line in place with backspaces; show its final state only.
-final_progress() { sed "s/.*$(printf '\b')//"; }
-
 echo "== Building the veltra command in $out"
 if [ ! -f $out/CMakeCache.txt ]; then
     cmake -S . -B $out -DCMAKE_BUILD_TYPE=Release -DVELTRA_BUILD_TESTS=OFF -DVELTRA_BUILD_FUZZ=OFF >/dev/null
@@ -25,12 +22,13 @@ cmake --build $out -j "$jobs" --target veltra >/dev/null
 echo
 echo "== Training $example/network.txt on $example/train.txt"
 echo "\$ $veltra train $example/network.txt $example/train.txt $out/trained.txt"
-$veltra train $example/network.txt $example/train.txt $out/trained.txt | final_progress
+# Warnings and the summary come on standard error, the progress display too on a terminal.
+$veltra train $example/network.txt $example/train.txt $out/trained.txt 2>&1
 
 echo
 echo "== Evaluating the held-out fields of $example/eval.txt, with a report"
 echo "\$ $veltra evaluate --report $out/trained.txt $example/eval.txt $out/evaluated.txt"
-$veltra evaluate --report $out/trained.txt $example/eval.txt $out/evaluated.txt | final_progress | sed '1,/^Accuracy/d' | cat -s
+$veltra evaluate --report $out/trained.txt $example/eval.txt $out/evaluated.txt
 fields=$(grep -c '^;TESTS' $example/eval.txt)
 wrong=$(grep -c '^;ERROR' $out/evaluated.txt || true)
 echo "$((fields - wrong)) of $fields held-out fields classified right; each with its verdict in $out/evaluated.txt"

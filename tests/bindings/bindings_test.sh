@@ -28,7 +28,7 @@ same() { cmp -s "$2" "$3" || { fail "$1: $3 differs from $2"; diff "$2" "$3" | h
 
 cd "$work" || exit 1
 cp "$source"/examples/fields/{network,train,eval}.txt .
-"$veltra" train network.txt train.txt trained.net >/dev/null || fail "training"
+"$veltra" train --quiet network.txt train.txt trained.net || fail "training"
 # Fields for the trained network, trained.in: the held-out file's test results, one per line, and
 # about every hundred fields a blank line and a line that does not fit.
 awk -F '\t' '/^;TESTS/ { print $3 } NR % 200 == 0 { print "  \n.yyy" }' eval.txt >trained.in
@@ -70,13 +70,13 @@ dask)
     py=$(interpreter dask.distributed "python3-dask python3-distributed") || exit 1
     program=$source/bindings/python/veltra_dask.py
     # One process and two worker processes, in partitions small enough that each gets several: the
-    # same output, exit status and messages on the lines that do not fit.
+    # same output, exit status and lines that do not fit.
     "$veltra" classify --tsv trained.net <trained.in >single.tsv 2>single.err
     echo "exit status $?" >>single.tsv
     "$py" "$program" --workers 2 --lines 40 classify trained.net <trained.in >dask.tsv 2>dask.err
     echo "exit status $?" >>dask.tsv
-    sed -n 's/^veltra classify/veltra_dask classify/p' single.err >>single.tsv
-    grep '^veltra_dask classify' dask.err >>dask.tsv
+    sed -n 's/^veltra classify: standard input, \(line [0-9]*\): .*/\1/p' single.err >>single.tsv
+    sed -n 's/^veltra_dask classify: standard input, \(line [0-9]*\): .*/\1/p' dask.err >>dask.tsv
     same "classify" single.tsv dask.tsv
     # The held-out file, and the same without its final newline, in partitions of 97 lines.
     head -c -1 eval.txt >unterminated.txt
