@@ -406,6 +406,42 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_train(veltra_engine
     });
 }
 
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_count_size(veltra_engine* engine, int32_t* size)
+{
+    if (!size) return Invalid(engine, "veltra_engine_count_size", "the size is null");
+    return Call(engine, [&](HostEngine& e) {
+        *size = e.CountEntries() + 2;
+        return VELTRA_OK;
+    });
+}
+
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_count(veltra_engine* engine, const char* lines,
+                                                                   int64_t length, const char* file,
+                                                                   int64_t first_line, int64_t* counts)
+{
+    if ((!lines && length > 0) || length < 0 || !file || !counts || first_line < 1)
+        return Invalid(engine, "veltra_engine_count",
+                       "a pointer is null, or the length or first line is wrong");
+    return Call(engine, [&](HostEngine& e) {
+        e.CountBlock(std::string(lines ? lines : "", static_cast<size_t>(length)), String(file), first_line,
+                     counts);
+        return VELTRA_OK;
+    });
+}
+
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_train_counts(veltra_engine* engine,
+                                                                          const char* network,
+                                                                          const int64_t* counts,
+                                                                          const char* output)
+{
+    if (!network || !counts || !output)
+        return Invalid(engine, "veltra_engine_train_counts", "a pointer is null");
+    return Call(engine, [&](HostEngine& e) {
+        e.TrainFreshFromCounts(String(network), counts, String(output));
+        return VELTRA_OK;
+    });
+}
+
 VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_evaluate(veltra_engine* engine,
                                                                       const char* input, const char* output,
                                                                       veltra_judged_callback judged,

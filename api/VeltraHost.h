@@ -171,6 +171,25 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_train(veltra_engine
                                                                    const char* samples, const char* output,
                                                                    int64_t* samples_counted);
 
+/* Training in parts: sample lines counted where they are (on the machines of a cluster, say),
+ * the counts added, and the trained description written from the sums. The counts are int64_t,
+ * veltra_engine_count_size of them for the loaded network: one per count of the trained file, in
+ * its order, then the samples counted, then 1 once any sample line was counted. */
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_count_size(veltra_engine* engine, int32_t* size);
+/* Counts the `length` bytes of sample lines at `lines`, read as the lines of a sample file from
+ * its line `first_line` on (`file` names it in reasons), and adds them to `counts`. A line that
+ * training would refuse fails the call, naming `file` and the line. */
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_count(veltra_engine* engine, const char* lines,
+                                                                   int64_t length, const char* file,
+                                                                   int64_t first_line, int64_t* counts);
+/* Writes to `output` the description of `network` trained on the counted samples, as
+ * veltra_engine_train on them would (the date line aside), and loads it. A count that the
+ * trained file cannot hold (past 2147483647) fails the call. */
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_train_counts(veltra_engine* engine,
+                                                                          const char* network,
+                                                                          const int64_t* counts,
+                                                                          const char* output);
+
 /* Told of each test line an evaluation judges: its line number in the input, its expected
  * states and its results (full stops removed), and the ranking: `count` states' characters and
  * probabilities, at full precision, most probable first. The texts live until it returns. */

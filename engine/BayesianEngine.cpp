@@ -4,8 +4,10 @@
 #include <cstring>
 #include <ctime>
 #include <fstream>
+#include <functional>
 #include <iostream>
 #include <map>
+#include <sstream>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -144,6 +146,59 @@ void BayesianEngine::Train(String networkFile, String sampleFile, String outputF
     }
     RefuseOverwrite(outputFile, networkFile);
     RefuseOverwrite(outputFile, sampleFile);
+    WriteTrained(network, networkFile, outputFile, counts, [&](int32_t& sampleListCount) {
+        if (m_fastPath && !counts) m_sampleCounters.Build(m_network, m_countTable);
+        ReadSampleFile(samples, sampleFile, counts, sampleListCount);
+        samples.close();
+    });
+}
+
+void BayesianEngine::TrainFromCounts(String networkFile, const int64_t* counts, String outputFile)
+{
+    RequireRereadable(networkFile);
+    std::ifstream network(networkFile.c_str());
+    if (!network.is_open()) VELTRA_RAISE("Cannot open file: ", networkFile);
+    RefuseOverwrite(outputFile, networkFile);
+    WriteTrained(network, networkFile, outputFile, false, [&](int32_t& sampleListCount) {
+        // The counts of the table in its order, then the samples, then whether any sample line was
+        // read; each within the 32 bits the trained file gives it.
+        Ptr<Vector<String>> keys = m_countTable.GetKeys();
+        const int32_t entries = keys->Size();
+        for (int32_t i = 0; i <= entries; ++i) {
+            const String& key = i < entries ? (*keys)[i] : String("the samples");
+            if (counts[i] < 0) VELTRA_RAISE("The count of ", key, " is negative: ", counts[i]);
+            if (counts[i] > INT32_MAX) VELTRA_RAISE("The count of ", key, " would pass 2147483647");
+            if (i < entries) m_countTable.Get(key).m_value = static_cast<int32_t>(counts[i]);
+        }
+        m_totalSampleCount = static_cast<int32_t>(counts[entries]);
+        sampleListCount = counts[entries + 1] > 0 ? 1 : 0;
+    });
+}
+
+int32_t BayesianEngine::CountEntries()
+{
+    if (!m_network.HasHypothesis()) VELTRA_RAISE("Network has not been initialized yet");
+    SeedCountTable();
+    return m_countTable.Size();
+}
+
+void BayesianEngine::CountBlock(const std::string& lines, const String& file, int64_t firstLine,
+                                int64_t* counts)
+{
+    const int32_t entries = CountEntries();
+    int32_t sampleListCount = 0;
+    if (m_fastPath) m_sampleCounters.Build(m_network, m_countTable);
+    std::istringstream in(lines);
+    ReadSampleLines(in, file, firstLine, false, sampleListCount, nullptr);
+    Ptr<Vector<String>> keys = m_countTable.GetKeys();
+    for (int32_t i = 0; i < entries; ++i) counts[i] += m_countTable.Get((*keys)[i]).m_value;
+    counts[entries] += m_totalSampleCount;
+    if (sampleListCount) counts[entries + 1] = 1;
+}
+
+void BayesianEngine::WriteTrained(std::istream& network, const String& networkFile, const String& outputFile,
+                                  bool counts, const std::function<void(int32_t& sampleListCount)>& count)
+{
     m_place = {outputFile, 0};
     OutputFile output(outputFile, OutputFile::Use::kReadBack);
     m_place = Place();
@@ -151,13 +206,10 @@ void BayesianEngine::Train(String networkFile, String sampleFile, String outputF
 
     InitializeThruFile(networkFile);
     CopyNetwork(network, networkFile, out);
-    network.close();
 
     SeedCountTable();
-    if (m_fastPath && !counts) m_sampleCounters.Build(m_network, m_countTable);
     int32_t sampleListCount = 0;
-    ReadSampleFile(samples, sampleFile, counts, sampleListCount);
-    samples.close();
+    count(sampleListCount);
     OnSamplesRead();
 
     WriteCountTable(out, sampleListCount);
@@ -220,6 +272,16 @@ void BayesianEngine::SeedCountTable()
 void BayesianEngine::ReadSampleFile(std::istream& samples, const String& sampleFile, bool counts,
                                     int32_t& sampleListCount)
 {
+    m_place = {sampleFile, 0};
+    int32_t total = CountNewlines(samples, sampleFile, 0, &m_place.line);
+    ProgressCounter progress(ProgressCounter::kTrainingBackspaces, total);
+    const int64_t lines = ReadSampleLines(samples, sampleFile, 1, counts, sampleListCount, &progress);
+    progress.Finish(lines, true);
+}
+
+int64_t BayesianEngine::ReadSampleLines(std::istream& samples, const String& sampleFile, int64_t firstLine,
+                                        bool counts, int32_t& sampleListCount, ProgressCounter* progress)
+{
     // The flat counters go into the count table however the reading ends.
     struct FoldOnExit {
         SampleCounters& counters;
@@ -227,10 +289,8 @@ void BayesianEngine::ReadSampleFile(std::istream& samples, const String& sampleF
     } fold{m_sampleCounters};
 
     m_place = {sampleFile, 0};
-    int32_t total = CountNewlines(samples, sampleFile, 0, &m_place.line);
-    ProgressCounter progress(ProgressCounter::kTrainingBackspaces, total);
     String line;
-    int64_t number = 1;
+    int64_t number = firstLine;
     for (; !samples.eof(); ++number) {
         m_place.line = number;
         String::ReadLine(samples, line, sampleFile, number);
@@ -240,14 +300,14 @@ void BayesianEngine::ReadSampleFile(std::istream& samples, const String& sampleF
         while (first < end && IsWhiteSpace(text[first])) ++first;
         while (end > first && IsWhiteSpace(text[end - 1])) --end;
         if (first == end || text[first] == '#') continue;
-        progress.Step(number);
+        if (progress) progress->Step(number);
         if (!counts)
             ProcessSampleLine(String(text.substr(first, end - first)), &sampleListCount);
         else
             ReadCountLine(String(text.substr(first, end - first)));
     }
     m_place = Place();
-    progress.Finish(number - 1, true);
+    return number - firstLine;
 }
 
 void BayesianEngine::CountSample(char state, const char* results, int32_t length)

@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cstdint>
 #include <ctime>
+#include <functional>
 #include <iosfwd>
 #include <map>
 #include <string>
@@ -24,6 +25,7 @@
 namespace veltra {
 
 class OutputFile;
+class ProgressCounter;
 
 // The number of newline characters in the rest of the stream, which is then rewound: the total
 // shown by the progress counters. Raises, as reading the file would, "Line <n> of <file> is longer
@@ -56,6 +58,20 @@ public:
     // "Cannot open file: <name>", the refusals of FileChecks (before the output is opened), those
     // of OutputFile, the line reader's failures and those of counting and estimation.
     virtual void Train(String networkFile, String sampleFile, String outputFile, bool counts);
+    // A training run from counts instead of a sample file: as Train does with the samples that
+    // were counted into `counts` (see CountBlock), byte for byte. Raises as Train does, and
+    // "The count of <key> would pass 2147483647" or "... is negative: <n>" for a count the
+    // trained file cannot hold.
+    void TrainFromCounts(String networkFile, const int64_t* counts, String outputFile);
+    // The number of entries of the count table for the loaded network: the size of the counts of
+    // CountBlock and TrainFromCounts less two. Raises "Network has not been initialized yet".
+    int32_t CountEntries();
+    // Counts the sample lines of `lines` (read as the lines of a sample file, the first one being
+    // line `firstLine` of `file`) and adds them to `counts`: one entry per count table entry in
+    // its order, then the samples, then 1 when any sample line was read. Raises as reading the
+    // sample file in training would, naming the file and line.
+    void CountBlock(const std::string& lines, const String& file, int64_t firstLine, int64_t* counts);
+
     // Called once after the sample file has been read, before anything is estimated; a derived
     // engine may adjust the counts here.
     virtual void OnSamplesRead() {}
@@ -140,6 +156,14 @@ private:
     void SeedCountTable();
     void ReadSampleFile(std::istream& samples, const String& sampleFile, bool counts,
                         int32_t& sampleListCount);
+    // Reads sample lines from `firstLine` on; returns the number of lines read.
+    int64_t ReadSampleLines(std::istream& samples, const String& sampleFile, int64_t firstLine, bool counts,
+                            int32_t& sampleListCount, ProgressCounter* progress);
+    // The rest of a training run once its inputs are open: the output opened, the network loaded
+    // and copied, the count table seeded and filled by `count`, the trained sections written,
+    // the engine reloaded, the figures appended, the file put in place, the summary said.
+    void WriteTrained(std::istream& network, const String& networkFile, const String& outputFile, bool counts,
+                      const std::function<void(int32_t& sampleListCount)>& count);
     void WriteCountTable(std::ostream& out, int32_t sampleListCount) const;
     void WriteProbabilities(std::ostream& out, bool counts);
     void WriteFigures(std::ostream& out, TestFigure kind);

@@ -84,4 +84,14 @@ void HostEngine::TrainFresh(const String& networkFile, const String& sampleFile,
     m_figures.dp = GetWrittenFigures(TestFigure::kDP);
 }
 
+void HostEngine::TrainFreshFromCounts(const String& networkFile, const int64_t* counts,
+                                      const String& outputFile)
+{
+    m_network.ClearCaches();
+    m_figures = StatedFigures();
+    TrainFromCounts(networkFile, counts, outputFile);
+    m_figures.cp = GetWrittenFigures(TestFigure::kCP);
+    m_figures.dp = GetWrittenFigures(TestFigure::kDP);
+}
+
 }  // namespace veltra

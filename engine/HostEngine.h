@@ -40,6 +40,8 @@ public:
     void LoadText(const String& text);
     // A training run as the exports' Train, after clearing the caches.
     void TrainFresh(const String& networkFile, const String& sampleFile, const String& outputFile);
+    // A training run from counts (TrainFromCounts), after clearing the caches.
+    void TrainFreshFromCounts(const String& networkFile, const int64_t* counts, const String& outputFile);
 
     // The figures of the last load or training, and what they leave unknown (absent tags).
     const StatedFigures& GetStatedFigures() const { return m_figures; }

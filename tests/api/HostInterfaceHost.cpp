@@ -391,6 +391,51 @@ void Classification(const std::string& data)
     }
 }
 
+// Training in parts: the sample file counted in blocks of whole lines (every split of it), the
+// counts added and trained from give the file that training on the whole file writes, date line
+// aside; a refused line is named by its number in the whole file; a count past 32 bits is refused.
+void TrainingInParts(const std::string& data)
+{
+    const std::string network = data + "/training/network.txt", whole = host::Scratch().File("whole.net");
+    const std::string samples = host::ReadFile(data + "/training/samples.txt");
+    Host reference;
+    veltra_engine_train(reference.engine, network.c_str(), (data + "/training/samples.txt").c_str(),
+                        whole.c_str(), nullptr);
+    Host h;
+    veltra_engine_load_file(h.engine, network.c_str());
+    int32_t size = 0;
+    veltra_engine_count_size(h.engine, &size);
+    std::vector<size_t> ends;  // the end of every line
+    for (size_t at = samples.find('\n'); at != std::string::npos; at = samples.find('\n', at + 1))
+        ends.push_back(at + 1);
+    for (size_t split = 0; split <= ends.size(); ++split) {
+        const size_t cut = split == 0 ? 0 : ends[split - 1];
+        std::vector<int64_t> counts(static_cast<size_t>(size), 0);
+        veltra_engine_count(h.engine, samples.data(), static_cast<int64_t>(cut), "samples.txt", 1,
+                            counts.data());
+        veltra_engine_count(h.engine, samples.data() + cut, static_cast<int64_t>(samples.size() - cut),
+                            "samples.txt", static_cast<int64_t>(split) + 1, counts.data());
+        const std::string parts = host::Scratch().File("parts.net");
+        const veltra_status status =
+            veltra_engine_train_counts(h.engine, network.c_str(), counts.data(), parts.c_str());
+        Check(status == VELTRA_OK && host::SameText(parts, whole),
+              "trained in parts split at line " + std::to_string(split));
+    }
+    std::vector<int64_t> counts(static_cast<size_t>(size), 0);
+    const std::string bad = "# block 2\n;TESTS\ta\tys\n;TESTS\tb\ty\n";
+    const veltra_status refused = veltra_engine_count(h.engine, bad.data(), static_cast<int64_t>(bad.size()),
+                                                      "samples.txt", 41, counts.data());
+    Check(refused == VELTRA_FAILED &&
+              h.Reason() == "Expected 2 test results but got 1 Results:y\n [samples.txt:43]",
+          "a refused line in a block: " + h.Reason());
+    counts.assign(static_cast<size_t>(size), 0);
+    counts[0] = int64_t{INT32_MAX} + 1;
+    const veltra_status tooMany = veltra_engine_train_counts(h.engine, network.c_str(), counts.data(),
+                                                             host::Scratch().File("many.net").c_str());
+    Check(tooMany == VELTRA_FAILED && h.Reason() == "The count of H=a would pass 2147483647 [:0]",
+          "a count past 32 bits: " + h.Reason());
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
@@ -404,6 +449,7 @@ int main(int argc, char** argv)
         printed = host::Capture(1, [&] {
             Reasons(data);
             Introspection(data);
+            TrainingInParts(data);
         });
     });
     Check(printed.empty() && err.empty(), "printed [" + printed + "] [" + err + "]");
