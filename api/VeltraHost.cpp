@@ -1,7 +1,9 @@
 // The host interface. Each function is a thin shell over HostEngine: its argument checks, then
 // Call, which enters the engine (a second thread is refused with VELTRA_BUSY, touching nothing),
 // clears the last reason, sends the engine's texts to the handle's sink for the call, runs one
-// engine operation and turns a failure into a status and a kept reason. No exception leaves.
+// engine operation and turns a failure into a status and a kept reason. No exception leaves; only
+// a thread that a host's callback ends (pthread_exit, cancellation) unwinds on through the call,
+// releasing the engine and removing what the call was writing.
 #include "api/VeltraHost.h"
 
 #include <cstring>
@@ -10,6 +12,7 @@
 #include <string_view>
 
 #include "engine/HostEngine.h"
+#include "safe/OutputFile.h"
 
 using veltra::ConsoleScope;
 using veltra::ConsoleSink;
@@ -19,11 +22,33 @@ using veltra::String;
 
 namespace {
 
+// Set on a thread whose host callback did not return but unwound (the thread is ending): the
+// call lets that unwinding pass.
+thread_local bool t_callbackUnwound = false;
+
+// Calls a host's callback. A callback that ends its thread unwinds through the engine: what the
+// call was writing is then removed, as after an interruption.
+template <class Callback, class... Arguments>
+void Tell(Callback callback, Arguments... arguments)
+{
+    struct Unwound {
+        bool returned = false;
+        ~Unwound()
+        {
+            if (returned) return;
+            t_callbackUnwound = true;
+            veltra::OutputFile::SetThreadEnding(true);
+        }
+    } unwound;
+    callback(arguments...);
+    unwound.returned = true;
+}
+
 // Where an engine's texts go during its calls: the reason of a failure is kept, and every text
 // the host asked for goes to its callbacks.
 class HostSink final : public ConsoleSink {
 public:
-    void Raised(const std::string& text) noexcept override
+    void Raised(const std::string& text) override
     {
         try {
             lastRaised = text;
@@ -32,17 +57,17 @@ public:
         }
         Message(MessageKind::kFailure, text);
     }
-    void Message(MessageKind kind, const std::string& text) noexcept override
+    void Message(MessageKind kind, const std::string& text) override
     {
-        if (Wants(kind)) messages(messageContext, static_cast<int32_t>(kind), text.c_str());
+        if (Wants(kind)) Tell(messages, messageContext, static_cast<int32_t>(kind), text.c_str());
     }
     bool Wants(MessageKind kind) const noexcept override
     {
         return messages && (kinds & static_cast<int32_t>(kind)) != 0;
     }
-    void Progress(int64_t done, int64_t total) noexcept override
+    void Progress(int64_t done, int64_t total) override
     {
-        if (progress) progress(progressContext, done, total);
+        if (progress) Tell(progress, progressContext, done, total);
     }
 
     std::string lastRaised;
@@ -62,7 +87,8 @@ public:
     {
         m_expected.assign(expected);
         m_results.assign(results);
-        m_callback(m_context, line, m_expected.c_str(), m_results.c_str(), count, states, probabilities);
+        Tell(m_callback, m_context, line, m_expected.c_str(), m_results.c_str(), count, states,
+             probabilities);
     }
 
 private:
@@ -98,7 +124,7 @@ struct veltra_engine {
 namespace {
 
 template <class Body>
-veltra_status Call(veltra_engine* handle, Body&& body) noexcept
+veltra_status Call(veltra_engine* handle, Body&& body)
 {
     if (!handle) return VELTRA_INVALID_ARGUMENT;
     if (!handle->engine.TryEnterCall()) return VELTRA_BUSY;
@@ -106,6 +132,8 @@ veltra_status Call(veltra_engine* handle, Body&& body) noexcept
         HostEngine& engine;
         ~Leave() { engine.LeaveCall(); }
     } leave{handle->engine};
+    t_callbackUnwound = false;
+    veltra::OutputFile::SetThreadEnding(false);
     handle->Fail(VELTRA_OK, "");
     handle->sink.lastRaised.clear();
     handle->engine.ClearPlace();
@@ -122,6 +150,7 @@ veltra_status Call(veltra_engine* handle, Body&& body) noexcept
     } catch (const std::exception& e) {
         return handle->Fail(VELTRA_FAILED, e.what());
     } catch (...) {
+        if (t_callbackUnwound) throw;  // the thread is ending: it must unwind to its start
         return handle->Fail(VELTRA_FAILED, "Unknown failure");
     }
 }
@@ -423,8 +452,7 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_count(veltra_engine
         return Invalid(engine, "veltra_engine_count",
                        "a pointer is null, or the length or first line is wrong");
     return Call(engine, [&](HostEngine& e) {
-        e.CountBlock(std::string(lines ? lines : "", static_cast<size_t>(length)), String(file), first_line,
-                     counts);
+        e.CountBlock(lines, static_cast<size_t>(length), String(file), first_line, counts);
         return VELTRA_OK;
     });
 }

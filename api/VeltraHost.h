@@ -17,7 +17,9 @@
  *     library's messages registers a message callback (failures, warnings, progress texts,
  *     summaries: each kind on request) and, for progress in numbers, a progress callback. Both
  *     are called on the calling thread during the call, with the context the host registered,
- *     and must not call into the same engine.
+ *     and must not call into the same engine (such a call returns VELTRA_BUSY). A callback may
+ *     end its thread (pthread_exit, as an interpreter ends its threads at exit): the call then
+ *     unwinds, leaving the engine free and an earlier output file as it was.
  *  3. Texts are NUL-terminated byte strings, UTF-8 or any other 8-bit encoding: the library
  *     compares bytes. Texts the library returns go into buffers the caller owns: *size carries
  *     the buffer's capacity in bytes in, and the size the text needs (its NUL included) out.
@@ -158,9 +160,10 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_classify(veltra_eng
                                                                       const char* results, char* states,
                                                                       double* probabilities, int32_t* count);
 /* Classifies `fields` fields: field i's answers go to states and probabilities from entry
- * i * stride on (stride at least the number of states), its status to statuses[i]. Returns
- * VELTRA_OK when every field was classified, else VELTRA_FAILED with the reason of the first
- * field that failed (its number, from 1, as the error line). */
+ * i * stride on (stride at least the number of states), its status to statuses[i]: VELTRA_OK,
+ * VELTRA_FAILED where its results do not fit, VELTRA_BUFFER_TOO_SMALL where the stride is below
+ * the number of states. Returns VELTRA_OK when every field was classified, else the status and
+ * reason of the first field that was not (its number, from 1, as the error line). */
 VELTRA_HOST_API veltra_status VELTRA_HOST_CALL
 veltra_engine_classify_many(veltra_engine* engine, int32_t fields, const char* const* results, int32_t stride,
                             char* states, double* probabilities, veltra_status* statuses);

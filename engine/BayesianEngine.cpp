@@ -177,21 +177,52 @@ void BayesianEngine::TrainFromCounts(String networkFile, const int64_t* counts, 
 
 int32_t BayesianEngine::CountEntries()
 {
-    if (!m_network.HasHypothesis()) VELTRA_RAISE("Network has not been initialized yet");
-    SeedCountTable();
-    return m_countTable.Size();
+    return PrepareBlock();
 }
 
-void BayesianEngine::CountBlock(const std::string& lines, const String& file, int64_t firstLine,
+int32_t BayesianEngine::PrepareBlock()
+{
+    if (!m_network.HasHypothesis()) VELTRA_RAISE("Network has not been initialized yet");
+    if (m_blockReady && m_blockLoad == m_network.GetLoadCount()) {
+        for (int32_t* entry : m_blockEntries) *entry = 0;
+        m_totalSampleCount = 0;
+        if (m_fastPath) m_sampleCounters.Restart();
+        return static_cast<int32_t>(m_blockEntries.size());
+    }
+    SeedCountTable();
+    m_blockEntries.clear();
+    Ptr<Vector<String>> keys = m_countTable.GetKeys();
+    for (int32_t i = 0; i < keys->Size(); ++i)
+        m_blockEntries.push_back(&m_countTable.Get((*keys)[i]).m_value);
+    if (m_fastPath) m_sampleCounters.Build(m_network, m_countTable);
+    m_blockReady = true;
+    m_blockLoad = m_network.GetLoadCount();
+    return static_cast<int32_t>(m_blockEntries.size());
+}
+
+namespace {
+
+// The caller's bytes as an input stream, read where they are.
+class MemoryInput : public std::streambuf {
+public:
+    MemoryInput(const char* data, size_t length)
+    {
+        char* begin = const_cast<char*>(data);  // only ever read
+        setg(begin, begin, begin + length);
+    }
+};
+
+}  // namespace
+
+void BayesianEngine::CountBlock(const char* lines, size_t length, const String& file, int64_t firstLine,
                                 int64_t* counts)
 {
-    const int32_t entries = CountEntries();
+    const int32_t entries = PrepareBlock();
     int32_t sampleListCount = 0;
-    if (m_fastPath) m_sampleCounters.Build(m_network, m_countTable);
-    std::istringstream in(lines);
+    MemoryInput buffer(lines, length);
+    std::istream in(&buffer);
     ReadSampleLines(in, file, firstLine, false, sampleListCount, nullptr);
-    Ptr<Vector<String>> keys = m_countTable.GetKeys();
-    for (int32_t i = 0; i < entries; ++i) counts[i] += m_countTable.Get((*keys)[i]).m_value;
+    for (int32_t i = 0; i < entries; ++i) counts[i] += *m_blockEntries[static_cast<size_t>(i)];
     counts[entries] += m_totalSampleCount;
     if (sampleListCount) counts[entries + 1] = 1;
 }
@@ -256,6 +287,7 @@ void BayesianEngine::AppendFigures(OutputFile& output)
 
 void BayesianEngine::SeedCountTable()
 {
+    m_blockReady = false;
     m_countTable.RemoveAll();
     AutoPtr<Vector<String>> stateKeys(m_network.GetHypothesisKeys());
     AutoPtr<Vector<String>> conditionalKeys(m_network.GetConditionalKeys());

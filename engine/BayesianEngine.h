@@ -66,11 +66,12 @@ public:
     // The number of entries of the count table for the loaded network: the size of the counts of
     // CountBlock and TrainFromCounts less two. Raises "Network has not been initialized yet".
     int32_t CountEntries();
-    // Counts the sample lines of `lines` (read as the lines of a sample file, the first one being
-    // line `firstLine` of `file`) and adds them to `counts`: one entry per count table entry in
-    // its order, then the samples, then 1 when any sample line was read. Raises as reading the
-    // sample file in training would, naming the file and line.
-    void CountBlock(const std::string& lines, const String& file, int64_t firstLine, int64_t* counts);
+    // Counts the `length` bytes of sample lines at `lines` (read as the lines of a sample file,
+    // the first one being line `firstLine` of `file`) and adds them to `counts`: one entry per
+    // count table entry in its order, then the samples, then 1 when any sample line was read.
+    // Raises as reading the sample file in training would, naming the file and line. The count
+    // table is seeded once per loaded network, so that a block costs its lines only.
+    void CountBlock(const char* lines, size_t length, const String& file, int64_t firstLine, int64_t* counts);
 
     // Called once after the sample file has been read, before anything is estimated; a derived
     // engine may adjust the counts here.
@@ -100,6 +101,7 @@ public:
     void SetFastPath(bool enabled)
     {
         m_fastPath = enabled;
+        m_blockReady = false;
         m_network.SetFastPath(enabled);
     }
 
@@ -168,8 +170,16 @@ private:
     void WriteProbabilities(std::ostream& out, bool counts);
     void WriteFigures(std::ostream& out, TestFigure kind);
     int32_t Count(const String& key) { return m_countTable.Get(key).m_value; }
+    // The count table ready for a block: seeded (and the flat counters mapped) for the loaded
+    // network the first time, its counts zeroed after that; returns its number of entries.
+    int32_t PrepareBlock();
 
     SampleCounters m_sampleCounters;
+    // Block counting's table: valid while m_blockReady, for load m_blockLoad of the network; its
+    // entries in the table's order. Any other seeding of the table clears m_blockReady.
+    bool m_blockReady = false;
+    uint64_t m_blockLoad = 0;
+    std::vector<int32_t*> m_blockEntries;
     std::atomic<bool> m_inCall{false};
     std::map<std::string, double> m_writtenFigures[2];  // CP, DP
 };

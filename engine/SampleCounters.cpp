@@ -13,6 +13,7 @@ int32_t SampleCounters::Counter(HashTable<Long>& countTable, const String& key)
 void SampleCounters::Build(const NaiveBayesNet& network, HashTable<Long>& countTable)
 {
     m_counting = false;
+    m_built = false;
     m_counts.clear();
     m_entries.clear();
     m_stateOf.assign(256, -1);
@@ -49,6 +50,7 @@ void SampleCounters::Build(const NaiveBayesNet& network, HashTable<Long>& countT
             m_observedCounter.push_back(Counter(countTable, ObservedKey(StateKey(state), test.GetTag())));
     }
     m_counting = true;
+    m_built = true;
 }
 
 bool SampleCounters::Add(char state, const char* results, int32_t length)
@@ -82,10 +84,10 @@ bool SampleCounters::Add(char state, const char* results, int32_t length)
 void SampleCounters::Fold() noexcept
 {
     if (!m_counting) return;
-    for (size_t i = 0; i < m_counts.size(); ++i) *m_entries[i] += m_counts[i];
-    // The entries belong to this run's table: nothing of them is kept.
-    m_counts.clear();
-    m_entries.clear();
+    for (size_t i = 0; i < m_counts.size(); ++i) {
+        *m_entries[i] += m_counts[i];
+        m_counts[i] = 0;
+    }
     m_counting = false;
 }
 

@@ -26,13 +26,17 @@ public:
     // Counts one sample of `state`; false, counting nothing, while not counting or when the keyed
     // AddSample would fail on the sample.
     bool Add(char state, const char* results, int32_t length);
-    // Adds every counter into its entry and stops counting; nothing while not counting.
+    // Adds every counter into its entry, zeroes the counters and stops counting; nothing while
+    // not counting. The entries stay mapped for Restart.
     void Fold() noexcept;
+    // Counts again into the entries of the last Build, which must all still be in their table.
+    void Restart() { m_counting = m_built; }
 
 private:
     int32_t Counter(HashTable<Long>& countTable, const String& key);
 
     bool m_counting = false;
+    bool m_built = false;
     int32_t m_tests = 0;
     int32_t m_states = 0;
     std::vector<int32_t> m_stateOf;          // character: state number or -1

@@ -52,18 +52,27 @@ bool FastInference::Begin(const CompiledNetwork& network, const char* results, i
     m_network = &network;
     m_results = results;
     m_length = length;
-    m_resultsHash = InferenceCache::Hash(results, static_cast<size_t>(length));
+    m_hashed = false;  // hashed when a cache is asked: fresh levels never need it
     m_observed = false;
     m_probed = false;
     m_computed = false;
     return true;
 }
 
+uint64_t FastInference::ResultsHash() const
+{
+    if (!m_hashed) {
+        m_resultsHash = InferenceCache::Hash(m_results, static_cast<size_t>(m_length));
+        m_hashed = true;
+    }
+    return m_resultsHash;
+}
+
 InferenceCache::Key FastInference::KeyOf(int32_t state) const
 {
     const std::string& stateKey = m_network->StateKey(state);
     uint64_t hash =
-        InferenceCache::Join(m_network->StateKeyHash(state), m_network->ResultsPower(), m_resultsHash);
+        InferenceCache::Join(m_network->StateKeyHash(state), m_network->ResultsPower(), ResultsHash());
     return {stateKey.data(), stateKey.size(), m_results, static_cast<size_t>(m_length), hash};
 }
 
@@ -216,11 +225,11 @@ void FastInference::PlaceKnown(int32_t field)
 int32_t FastInference::FindKnownField() const
 {
     if (m_knownSlots.empty()) return -1;
-    for (size_t slot = KnownSlot(m_resultsHash);; slot = (slot + 1) & (m_knownSlots.size() - 1)) {
+    for (size_t slot = KnownSlot(ResultsHash());; slot = (slot + 1) & (m_knownSlots.size() - 1)) {
         const int32_t known = m_knownSlots[slot];
         if (known < 0) return -1;
         const KnownField& field = m_known[static_cast<size_t>(known)];
-        if (field.hash == m_resultsHash &&
+        if (field.hash == ResultsHash() &&
             std::equal(m_results, m_results + m_length,
                        m_knownTexts.begin() + static_cast<std::ptrdiff_t>(field.textStart)))
             return known;
@@ -229,7 +238,7 @@ int32_t FastInference::FindKnownField() const
 
 void FastInference::AddKnownField()
 {
-    m_known.push_back({m_resultsHash, m_knownTexts.size(), m_knownEntries.size()});
+    m_known.push_back({ResultsHash(), m_knownTexts.size(), m_knownEntries.size()});
     m_knownTexts.insert(m_knownTexts.end(), m_results, m_results + m_length);
     m_knownEntries.insert(m_knownEntries.end(), m_levelEntries.begin(), m_levelEntries.end());
     if (m_known.size() * 2 > m_knownSlots.size()) {

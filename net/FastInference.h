@@ -52,6 +52,7 @@ public:
     void NetworkChanged();
 
 private:
+    uint64_t ResultsHash() const;
     InferenceCache::Key KeyOf(int32_t state) const;
     bool Observe();
     void ProbeProducts();
@@ -75,7 +76,8 @@ private:
     const CompiledNetwork* m_network = nullptr;
     const char* m_results = nullptr;
     int32_t m_length = 0;
-    uint64_t m_resultsHash = 0;
+    mutable uint64_t m_resultsHash = 0;
+    mutable bool m_hashed = false;
     bool m_observed = false;
     bool m_probed = false;
     bool m_computed = false;

@@ -91,6 +91,7 @@ const BayesTest& NaiveBayesNet::GetTest(int32_t index) const
 
 void NaiveBayesNet::Load(const String& text)
 {
+    ++m_loads;
     m_compiledStale = true;
     DeleteNodes();
 

@@ -106,6 +106,9 @@ public:
         int64_t failedLine = 0;
     };
     const LoadFacts& GetLoadFacts() const { return m_facts; }
+    // How many loads this network has begun: what was prepared for one network is stale once it
+    // changes.
+    uint64_t GetLoadCount() const { return m_loads; }
     double GetParameter(const String& name) const { return m_parameters.Get(name).m_value; }
 
 private:
@@ -134,6 +137,7 @@ private:
     CompiledNetwork m_compiled;
     FastInference m_fast;
     LoadFacts m_facts;
+    uint64_t m_loads = 0;
 };
 
 }  // namespace veltra

@@ -16,17 +16,20 @@ namespace veltra {
 // The kinds of text, as bits, so that a host can ask for some of them.
 enum class MessageKind : int32_t { kFailure = 1, kWarning = 2, kProgress = 4, kSummary = 8 };
 
+// A sink hands texts to a host's callbacks, which may end their thread (a thread that exits or
+// is cancelled inside one unwinds through the engine): Raised, Message and Progress throw nothing
+// else, but are not noexcept, so that such an unwinding passes and releases what the call holds.
 class ConsoleSink {
 public:
     // A raised failure's text as standard error shows it, without the end of line: the reason of
     // the call that fails (a later raise replaces it).
-    virtual void Raised(const std::string& text) noexcept = 0;
+    virtual void Raised(const std::string& text) = 0;
     // Any other text of `kind`, without the blank lines and line ends the console gives it.
-    virtual void Message(MessageKind kind, const std::string& text) noexcept = 0;
+    virtual void Message(MessageKind kind, const std::string& text) = 0;
     // Whether Message wants texts of `kind`; texts it does not want are not even made.
     virtual bool Wants(MessageKind kind) const noexcept = 0;
     // Lines done of the lines in all, as a run's progress counter counts them.
-    virtual void Progress(int64_t done, int64_t total) noexcept = 0;
+    virtual void Progress(int64_t done, int64_t total) = 0;
 
 protected:
     ~ConsoleSink() = default;

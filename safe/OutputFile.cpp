@@ -229,9 +229,24 @@ OutputFile::OutputFile(const String& path, Use use) : m_path(path), m_target(pat
     m_stream.imbue(std::locale::classic());
 }
 
+namespace {
+
+thread_local bool t_threadEnding = false;
+
+}  // namespace
+
+void OutputFile::SetThreadEnding(bool ending) noexcept
+{
+    t_threadEnding = ending;
+}
+
 OutputFile::~OutputFile()
 {
     if (m_done) return;
+    if (t_threadEnding) {
+        Discard();
+        return;
+    }
     try {
         Finish(false);
     } catch (...) {

@@ -7,7 +7,8 @@
 // intact and at most a stray temporary ".<name>.<random>.tmp" beside it. A write that fails (a
 // full disk, a file-size limit) removes the temporary and keeps the earlier file. A run that stops
 // for any other reason (a malformed line) still leaves under the output's name what it wrote so
-// far, as a run always has: that partial file shows where it stopped.
+// far, as a run always has: that partial file shows where it stopped. A run whose thread ends
+// under it (a host's callback exits the thread) is an interruption too: the earlier file stays.
 //
 // An output that is a symbolic link replaces the link's target; a replaced file keeps its
 // permissions and, where the process may set it, its owner. An output that exists and is not a
@@ -57,6 +58,9 @@ public:
     void Reopen();
     // Closes, syncs and puts the file in place of the output. Raises "Cannot write file: <path>".
     void Commit();
+    // Whether the calling thread is ending while it unwinds: its unfinished outputs are then
+    // removed, not put in place.
+    static void SetThreadEnding(bool ending) noexcept;
 
 private:
     void Finish(bool checked);

@@ -6,7 +6,11 @@
 // line per failed check; exits 1 on any.
 // Usage: HostInterfaceHost <test data directory>
 #include <cstring>
+#include <filesystem>
 #include <string>
+#ifdef __GLIBC__
+#  include <pthread.h>
+#endif
 #include <utility>
 #include <vector>
 
@@ -436,6 +440,54 @@ void TrainingInParts(const std::string& data)
           "a count past 32 bits: " + h.Reason());
 }
 
+#ifdef __GLIBC__
+// A thread that a callback ends (pthread_exit, as an interpreter ends its threads at exit) while
+// training and while evaluating: it unwinds through the call, the engine is free again and the
+// earlier output stays as it was, nothing beside it.
+void ThreadEnded(const std::string& data)
+{
+    for (const bool training : {true, false}) {
+        const veltra::test::TempDir directory;
+        Host h;
+        veltra_engine_load_file(h.engine, (data + "/training/expected-trained.txt").c_str());
+        veltra_engine_set_progress_callback(
+            h.engine, [](void*, int64_t, int64_t) { pthread_exit(nullptr); }, nullptr);
+        struct Run {
+            veltra_engine* engine;
+            std::string network, input, output;
+            bool training;
+        } run{h.engine, data + "/training/network.txt",
+              data + (training ? "/training/samples.txt" : "/batch/input.txt"),
+              directory.Write("out", "earlier"), training};
+        pthread_t thread;
+        pthread_create(
+            &thread, nullptr,
+            [](void* argument) -> void* {
+                const Run& r = *static_cast<Run*>(argument);
+                if (r.training)
+                    veltra_engine_train(r.engine, r.network.c_str(), r.input.c_str(), r.output.c_str(),
+                                        nullptr);
+                else
+                    veltra_engine_evaluate(r.engine, r.input.c_str(), r.output.c_str(), nullptr, nullptr,
+                                           nullptr, nullptr);
+                return argument;  // not reached: the callback ends the thread
+            },
+            &run);
+        void* result = &run;
+        pthread_join(thread, &result);
+        veltra_network_info info;
+        const std::string what = training ? "training" : "evaluation";
+        Check(result == nullptr, what + ": the thread went on");
+        Check(veltra_network_get_info(h.engine, &info) == VELTRA_OK,
+              what + ": the engine after its thread ended");
+        for (const auto& entry : std::filesystem::directory_iterator(directory.File("")))
+            Check(entry.path().filename() == "out",
+                  what + ": left behind: " + entry.path().filename().string());
+        Check(host::ReadFile(run.output) == "earlier", what + ": the earlier output replaced");
+    }
+}
+#endif
+
 }  // namespace
 
 int main(int argc, char** argv)
@@ -454,6 +506,9 @@ int main(int argc, char** argv)
     });
     Check(printed.empty() && err.empty(), "printed [" + printed + "] [" + err + "]");
     Texts(data);
+#ifdef __GLIBC__
+    ThreadEnded(data);
+#endif
     // The exports beside it print their messages: left as they come.
     Classification(data);
     std::printf("HostInterfaceHost: %d failed checks\n", host::g_failures);
