@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Installs the Debian packages that a job of this repository needs and the machine lacks, when run
 # as root; otherwise names them and fails. Jobs: demo (the example), tests (every test), fuzz,
-# format, bench. The other scripts run it as their first step.
+# format, bench, bench-python, package. The other scripts run it as their first step.
 # Usage: scripts/install.sh JOB...
 set -euo pipefail
 need=()
@@ -22,14 +22,28 @@ for job in "$@"; do
       # Debian installs for its own interpreter (/usr/bin/python3), whatever python3 comes first.
       missing mcs mono-mcs; missing mono mono-runtime
       parallel --version 2>/dev/null | grep -q 'GNU parallel' || need+=(parallel)
-      /usr/bin/python3 -c 'import dask.distributed' 2>/dev/null || need+=(python3-dask python3-distributed) ;;
+      /usr/bin/python3 -c 'import dask.distributed' 2>/dev/null || need+=(python3-dask python3-distributed)
+      /usr/bin/python3 -c 'import numpy' 2>/dev/null || need+=(python3-numpy) ;;
     fuzz)
       missing cmake cmake; missing make make; missing clang++-14 clang-14
       dpkg -s libclang-rt-14-dev >/dev/null 2>&1 || need+=(libclang-rt-14-dev) ;;
     format) missing clang-format-14 clang-format-14 ;;
+    package)
+      missing cmake cmake; missing make make; missing g++ g++
+      missing x86_64-w64-mingw32-g++-posix g++-mingw-w64-x86-64-posix
+      /usr/bin/python3 -c 'import setuptools, wheel' 2>/dev/null || need+=(python3-setuptools python3-wheel)
+      /usr/bin/python3 -m pip --version >/dev/null 2>&1 || need+=(python3-pip)
+      /usr/bin/python3 -c 'import ensurepip' 2>/dev/null || need+=(python3-venv)
+      missing mcs mono-mcs; missing mono mono-runtime
+      [ -f /usr/lib/mono/4.5/Facades/netstandard.dll ] || need+=(mono-devel)
+      missing zip zip; missing unzip unzip ;;
     bench)
       missing cmake cmake; missing make make; missing g++ g++
       [ -f /usr/include/benchmark/benchmark.h ] || need+=(libbenchmark-dev) ;;
+    bench-python)
+      # What Python users would otherwise run, for scripts/bench-python.sh only.
+      /usr/bin/python3 -c 'import numpy, sklearn' 2>/dev/null || need+=(python3-numpy python3-sklearn)
+      /usr/bin/python3 -c 'import dask.distributed' 2>/dev/null || need+=(python3-dask python3-distributed) ;;
     *) echo "install.sh: unknown job $job" >&2; exit 2 ;;
   esac
 done

@@ -7,7 +7,7 @@
 # and test programs run under wine. Ends with one summary line.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-bash scripts/install.sh tests
+bash scripts/install.sh tests package
 
 failed=()
 run() {

@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
-# The Python and C# bindings against the built library, and the two ways of spreading
-# classification over processes (a Dask cluster, GNU parallel) against one veltra process.
+# The Python and .NET packages as users install them, built by scripts/package.sh around the
+# built host-interface library, and the two ways of spreading work over processes (a Dask cluster,
+# GNU parallel) against one veltra process.
 # Usage: bindings_test.sh TEST SOURCE_DIR LIBRARY REFERENCE_HOST VELTRA [PYTHON]
 #   TEST: bindings.python, bindings.csharp, scaleout.dask or scaleout.parallel
 # With VELTRA_COMMA_LOCALE naming a locale with a decimal comma (found through LOCPATH), the
@@ -11,7 +12,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 failures=0
 fail() { echo "FAIL $group: $*"; failures=$((failures + 1)); }
-export VELTRA_LIBRARY=$library PYTHONPATH=$source/bindings/python
+unset VELTRA_LIBRARY PYTHONPATH
 
 # interpreter MODULE PACKAGES: the first interpreter that imports MODULE, of the one the build
 # found, the one on PATH and Debian's (which its python3-* PACKAGES install for).
@@ -21,6 +22,17 @@ interpreter() {
     done
     echo "FAIL $group: no python3 imports $1 (Debian: $2)" >&2
     return 1
+}
+
+# wheel: builds the wheel around LIBRARY, offline, and installs it into a fresh virtual
+# environment of Debian's interpreter (which sees Debian's NumPy and Dask); sets py to its python.
+wheel() {
+    VELTRA_PACKAGE_WINDOWS=0 bash "$source/scripts/package.sh" --linux "$library" --out "$work/dist" python \
+        >/dev/null || { fail "building the wheel"; return 1; }
+    /usr/bin/python3 -m venv --system-site-packages "$work/venv" &&
+        "$work/venv/bin/python" -m pip install --quiet --no-index --no-deps "$work"/dist/veltra-*-linux_x86_64.whl ||
+        { fail "installing the wheel"; return 1; }
+    py=$work/venv/bin/python
 }
 
 # same NAME EXPECTED GOT: the two files must be equal byte for byte.
@@ -56,37 +68,102 @@ EOF
     printf ';OK\td:1\n;TESTS\td\tyn\n;ERROR\tn:1\n;TESTS\tn\tyy\n;TESTS\tdn\t-.-\n' >decoy.txt
     ;;&
 python)
-    "$py" "$source/tests/bindings/python/test_veltra.py" || fail "the Python binding"
+    wheel || exit 1
+    "$py" "$source/tests/bindings/python/test_veltra.py" || fail "the Python package"
     ;;
 csharp)
-    mcs -warnaserror -out:EngineTest.exe "$source/bindings/csharp/Veltra.cs" "$source/tests/bindings/csharp/EngineTest.cs" ||
+    # The package as users get it, around LIBRARY and the DLL cross-built into build/package-windows
+    # (the first time, a few minutes): its files, its libraries as built, its version.
+    VELTRA_PACKAGE_WINDOWS=1 bash "$source/scripts/package.sh" --linux "$library" --out "$work/dist" dotnet \
+        >/dev/null || { fail "building the .NET package"; exit 1; }
+    version=$(sed -n 's/^project(Veltra VERSION \([0-9.]*\).*/\1/p' "$source/CMakeLists.txt")
+    nupkg=$work/dist/Veltra.Net.$version.nupkg
+    unzip -Z1 "$nupkg" | sort >layout.got || { fail "no $nupkg"; exit 1; }
+    printf '%s\n' '[Content_Types].xml' _rels/.rels Veltra.Net.nuspec lib/netstandard2.0/Veltra.Net.dll \
+        lib/netstandard2.0/Veltra.Net.xml runtimes/linux-x64/native/libVeltraHost.so \
+        runtimes/win-x64/native/VeltraHost.dll | sort >layout.expected
+    same "the package's files" layout.expected layout.got
+    unzip -q "$nupkg" -d package || { fail "unzipping $nupkg"; exit 1; }
+    native=$work/package/runtimes/linux-x64/native
+    same "the Linux library" "$library" "$native/libVeltraHost.so"
+    same "the Windows library" "$source/build/package-windows/api/VeltraHost.dll" package/runtimes/win-x64/native/VeltraHost.dll
+    grep -q "<version>$version</version>" package/Veltra.Net.nuspec || fail "the nuspec's version"
+    grep -q 'name="M:Veltra.Engine.ClassifyMany' package/lib/netstandard2.0/Veltra.Net.xml || fail "the documentation"
+    # The test program against the packaged assembly only, beside it as an application has it.
+    cp package/lib/netstandard2.0/Veltra.Net.dll . &&
+        mcs -warnaserror -r:Veltra.Net.dll -out:EngineTest.exe "$source/tests/bindings/csharp/EngineTest.cs" ||
         { fail "compiling (Debian: mono-mcs, mono-runtime)"; exit 1; }
-    # DllImport("Veltra") finds libVeltra.so through the library path. The runtime takes its
-    # locale from the environment: a decimal-comma one, when the machine has it.
-    LD_LIBRARY_PATH=$(dirname "$library") LC_ALL=${VELTRA_COMMA_LOCALE:-${LC_ALL:-}} mono EngineTest.exe >/dev/null ||
-        fail "the C# binding"
+    # DllImport("VeltraHost") finds the packaged libVeltraHost.so through the library path. The
+    # runtime takes its locale from the environment: a decimal-comma one, when the machine has it.
+    # Neither the test nor the library may print anything, natively or through the runtime.
+    LD_LIBRARY_PATH=$native LC_ALL=${VELTRA_COMMA_LOCALE:-${LC_ALL:-}} mono EngineTest.exe >mono.out 2>mono.err ||
+        fail "the .NET package"
+    [ ! -s mono.out ] && [ ! -s mono.err ] || { fail "output on the console"; head -20 mono.out mono.err; }
     ;;
 dask)
-    py=$(interpreter dask.distributed "python3-dask python3-distributed") || exit 1
-    program=$source/bindings/python/veltra_dask.py
+    /usr/bin/python3 -c 'import dask.distributed' 2>/dev/null || { fail "no Dask (Debian: python3-distributed)"; exit 1; }
+    wheel || exit 1
+    job() { "$py" -m veltra.dask "$@"; }
     # One process and two worker processes, in partitions small enough that each gets several: the
-    # same output, exit status and lines that do not fit.
+    # same output, exit status and reasons of the lines that do not fit.
     "$veltra" classify --tsv trained.net <trained.in >single.tsv 2>single.err
     echo "exit status $?" >>single.tsv
-    "$py" "$program" --workers 2 --lines 40 classify trained.net <trained.in >dask.tsv 2>dask.err
+    job --workers 2 --lines 40 classify trained.net <trained.in >dask.tsv 2>dask.err
     echo "exit status $?" >>dask.tsv
-    sed -n 's/^veltra classify: standard input, \(line [0-9]*\): .*/\1/p' single.err >>single.tsv
-    sed -n 's/^veltra_dask classify: standard input, \(line [0-9]*\): .*/\1/p' dask.err >>dask.tsv
+    sed 's/^veltra classify: //' single.err >>single.tsv
+    # (Dask's own log lines, dated, aside.)
+    grep -Ev '^[0-9]{4}-[0-9]{2}-[0-9]{2} ' dask.err | sed 's/^veltra.dask classify: //' >>dask.tsv
     same "classify" single.tsv dask.tsv
     # The held-out file, and the same without its final newline, in partitions of 97 lines.
     head -c -1 eval.txt >unterminated.txt
     for input in eval.txt unterminated.txt; do
         "$veltra" evaluate trained.net $input single.txt >/dev/null || fail "evaluate $input in one process"
-        accuracy=$("$py" "$program" --workers 2 --lines 97 evaluate trained.net $input dask.txt) ||
-            fail "evaluate $input"
+        accuracy=$(job --workers 2 --lines 97 evaluate trained.net $input dask.txt) || fail "evaluate $input"
         [ "$accuracy" = "Accuracy: 92.00 %" ] || fail "evaluate $input: $accuracy"
         same "evaluate $input" single.txt dask.txt
     done
+    # Training across the cluster: counted in partitions, the counts added, the file written from
+    # them; the date line aside, what veltra train writes.
+    job --workers 2 --lines 333 train network.txt train.txt dask.net || fail "train"
+    same "train" <(grep -v '^# Date' trained.net) <(grep -v '^# Date' dask.net)
+    # A refused line: its file and line, the same reason as veltra train, nothing under the output's
+    # name. A line too long for the reader, further on, is refused first, as veltra train counts
+    # the lines before anything else. A missing file: said before any cluster starts.
+    { cat train.txt; printf ';TESTS\td\tyy\n'; } >bad.txt
+    { cat bad.txt train.txt; printf '#%01100d\n' 0; } >long.txt
+    for input in bad.txt long.txt; do
+        "$veltra" train network.txt $input single-bad.net 2>single.err
+        job --workers 2 --lines 333 train network.txt $input dask-bad.net 2>dask.err
+        [ $? = 1 ] && [ ! -e dask-bad.net ] && [ "$(sed 's/^veltra.dask/veltra/' dask.err)" = "$(cat single.err)" ] ||
+            { fail "a refused sample line in $input"; cat dask.err single.err; }
+    done
+    job train network.txt missing.txt dask-missing.net 2>dask.err
+    [ $? = 1 ] && [ "$(cat dask.err)" = "veltra.dask train: missing.txt: No such file or directory" ] ||
+        { fail "a missing sample file"; cat dask.err; }
+    # A worker killed in the middle of a job: its partitions are done again elsewhere, and the
+    # output is the same. A scheduler and two workers of our own, one killed.
+    for i in $(seq 100); do cat eval.txt; done >many.txt
+    "$veltra" evaluate trained.net many.txt single-many.txt >/dev/null
+    "$py" -m distributed.cli.dask_scheduler --host 127.0.0.1 --port 0 --scheduler-file scheduler.json \
+        --no-dashboard >scheduler.log 2>&1 &
+    scheduler=$!
+    for i in $(seq 50); do [ -s scheduler.json ] && break; sleep 0.2; done
+    workers=()
+    for i in 1 2; do
+        "$py" -m distributed.cli.dask_worker --scheduler-file scheduler.json --nthreads 1 --no-nanny \
+            --no-dashboard >"worker$i.log" 2>&1 &
+        workers+=($!)
+    done
+    address=$("$py" -c 'import json; print(json.load(open("scheduler.json"))["address"])')
+    job --scheduler "$address" --lines 50 evaluate trained.net many.txt dask-many.txt >/dev/null &
+    evaluation=$!
+    sleep 2
+    kill -0 $evaluation 2>/dev/null || fail "the evaluation ended before a worker could be killed"
+    kill -9 "${workers[0]}"
+    wait $evaluation || fail "evaluate with a worker killed"
+    same "evaluate with a worker killed" single-many.txt dask-many.txt
+    kill "${workers[1]}" $scheduler 2>/dev/null
+    wait 2>/dev/null
     ;;
 parallel)
     "$veltra" classify --tsv trained.net <trained.in >single.tsv 2>/dev/null
