@@ -9,6 +9,7 @@
 // table to standard error or to --table=<file>.
 //
 //   veltra_bench [--size=small,medium,large,sparse] [--table=<file>] [Google Benchmark flags]
+//   veltra_bench --write=<directory> [--size=...]: writes each size's data and runs nothing
 //
 // VELTRA_BENCH_SIZE gives the sizes when --size is absent; --benchmark_filter=<regex> picks jobs.
 #include <benchmark/benchmark.h>
@@ -326,6 +327,23 @@ public:
         for (int i = 0; i < 2; ++i)
             CheckAnalyze("Analyze (same input again)", m_repeated.engine->Get(), m_net, m_repeated.input);
         return m_repeated;
+    }
+
+    // The data of this size as files under `directory`, for the benchmarks of the bindings:
+    // network.txt (structure only) and samples.txt, which Train reads; trained.txt, the model's
+    // description with its probabilities; fields.txt, the never-seen pool, one field a line.
+    void Write(const fs::path& directory) const
+    {
+        fs::create_directories(directory);
+        WriteText((directory / "network.txt").string(), m_model.Description(false));
+        WriteText((directory / "samples.txt").string(),
+                  "# Sample lines drawn from the model\n" + m_model.TestLines(m_seed + 5, m_sampleLines));
+        WriteText((directory / "trained.txt").string(), m_description);
+        std::unordered_set<std::string> seen;
+        std::string fields;
+        for (const std::string& results : m_model.DistinctResults(m_seed * 7919u + 3, kPoolSize, seen))
+            fields += results + "\n";
+        WriteText((directory / "fields.txt").string(), fields);
     }
 
     // Train's files, and one run of the engine and of the reference that must agree.
@@ -654,7 +672,7 @@ int main(int argc, char** argv)
     using namespace bench;
     const char* fromEnvironment = std::getenv("VELTRA_BENCH_SIZE");
     std::string sizeList = fromEnvironment ? fromEnvironment : "";
-    std::string tablePath;
+    std::string tablePath, writePath;
     int kept = 1;
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
@@ -662,12 +680,15 @@ int main(int argc, char** argv)
             sizeList = arg.substr(7);
         } else if (arg.rfind("--table=", 0) == 0) {
             tablePath = arg.substr(8);
+        } else if (arg.rfind("--write=", 0) == 0) {
+            writePath = arg.substr(8);
         } else {
             if (arg.rfind("--benchmark_min_time=", 0) == 0) g_minTimeGiven = true;
             if (arg == "--help")
                 std::cerr
                     << "veltra_bench [--size=small,medium,large,sparse] [--table=<file>] [Google Benchmark "
                        "flags]\n"
+                    << "veltra_bench --write=<directory> [--size=...]: writes the data of each size\n"
                     << "  Run with standard output to /dev/null; VELTRA_BENCH_SIZE also gives the sizes.\n";
             argv[kept++] = argv[i];
         }
@@ -680,6 +701,11 @@ int main(int argc, char** argv)
     fs::create_directories(g_directory);
 
     const std::vector<const Size*> sizes = SelectSizes(sizeList);
+    if (!writePath.empty()) {
+        for (const Size* size : sizes) Workload(*size).Write(fs::path(writePath) / size->name);
+        fs::remove_all(g_directory);
+        return 0;
+    }
     ResultTable table(std::cerr);
     std::vector<std::unique_ptr<Workload>> workloads;
     std::vector<Workload*> loads;
