@@ -111,14 +111,22 @@ NetworkView Engine::View() const
     return view;
 }
 
-bool ForEachResults(const std::vector<std::string>& args, Console& console,
+bool ForEachResults(const std::vector<std::string>& args, Console& console, int* refused,
                     const std::function<void(const std::string& results, const std::string& where)>& each)
 {
     const auto fromInput = [&] {
         std::string line;
         for (int64_t number = 1; std::getline(std::cin, line); ++number) {
             line = Trim(line);
-            if (!line.empty()) each(line, "standard input, line " + std::to_string(number) + ": ");
+            if (line.empty()) continue;
+            const std::string where = "standard input, line " + std::to_string(number) + ": ";
+            if (line.find('\0') != std::string::npos) {
+                std::fflush(stdout);
+                console.Error(where + "the line holds a zero byte");
+                ++*refused;
+                continue;
+            }
+            each(line, where);
         }
         if (!std::cin.bad() && !std::ferror(stdin)) return true;
         console.Error("cannot read standard input");

@@ -69,9 +69,11 @@ private:
 
 // Hands every RESULTS argument after the network, or else (and for an argument "-") every
 // non-blank line of standard input (trimmed), to `each`, with where it came from ("" or
-// "standard input, line N: "). False when standard input cannot be read ("veltra COMMAND: cannot
-// read standard input").
-bool ForEachResults(const std::vector<std::string>& args, Console& console,
+// "standard input, line N: "). A line holding a zero byte, which no C string can carry whole, is
+// refused ("veltra COMMAND: standard input, line N: the line holds a zero byte") and counted in
+// *refused. False when standard input cannot be read ("veltra COMMAND: cannot read standard
+// input").
+bool ForEachResults(const std::vector<std::string>& args, Console& console, int* refused,
                     const std::function<void(const std::string& results, const std::string& where)>& each);
 
 std::string Trim(const std::string& text);

@@ -117,7 +117,7 @@ int Explain(const std::vector<std::string>& args, bool quiet)
         first = false;
         PrintExplanation(given, results, all, effects, view, static_cast<int>(tagWidth));
     };
-    if (!ForEachResults(args, console, explain)) return 1;
+    if (!ForEachResults(args, console, &failures, explain)) return 1;
     return failures == 0 ? 0 : 1;
 }
 

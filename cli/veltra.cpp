@@ -202,7 +202,7 @@ int ClassifyCommand(const std::vector<std::string>& args, const Options& options
         }
     };
 
-    if (!ForEachResults(args, console, classify)) return 1;
+    if (!ForEachResults(args, console, &failures, classify)) return 1;
     return failures == 0 ? 0 : 1;
 }
 

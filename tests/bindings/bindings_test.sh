@@ -105,10 +105,12 @@ dask)
     wheel || exit 1
     job() { "$py" -m veltra.dask "$@"; }
     # One process and two worker processes, in partitions small enough that each gets several: the
-    # same output, exit status and reasons of the lines that do not fit.
-    "$veltra" classify --tsv trained.net <trained.in >single.tsv 2>single.err
+    # same output, exit status and reasons of the lines that do not fit, a line holding a zero byte
+    # among them.
+    { head -n 300 trained.in; printf 'yy\0nnnnnn\n'; tail -n +301 trained.in; } >classify.in
+    "$veltra" classify --tsv trained.net <classify.in >single.tsv 2>single.err
     echo "exit status $?" >>single.tsv
-    job --workers 2 --lines 40 classify trained.net <trained.in >dask.tsv 2>dask.err
+    job --workers 2 --lines 40 classify trained.net <classify.in >dask.tsv 2>dask.err
     echo "exit status $?" >>dask.tsv
     sed 's/^veltra classify: //' single.err >>single.tsv
     # (Dask's own log lines, dated, aside.)

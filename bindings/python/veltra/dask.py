@@ -28,6 +28,7 @@ import collections
 import contextlib
 import hashlib
 import itertools
+import logging
 import os
 import sys
 import tempfile
@@ -223,15 +224,20 @@ def in_order(client, function, parts: Iterable[Tuple[int, int, bytes]], window: 
     `window` partitions in flight so that a large file is never held whole. Where the workers see
     the file at the path `shared`, they read their partitions from it: only where it lies travels."""
     pending: collections.deque = collections.deque()
-    for first, offset, data in parts:
-        part = data if shared is None else (shared, offset, len(data))
-        pending.append((first, len(data), client.submit(function, *arguments, first, part, pure=False)))
-        if len(pending) >= window:
+    try:
+        for first, offset, data in parts:
+            part = data if shared is None else (shared, offset, len(data))
+            pending.append((first, len(data), client.submit(function, *arguments, first, part, pure=False)))
+            if len(pending) >= window:
+                first, size, future = pending.popleft()
+                yield first, size, future.result()
+        while pending:
             first, size, future = pending.popleft()
             yield first, size, future.result()
-    while pending:
-        first, size, future = pending.popleft()
-        yield first, size, future.result()
+    finally:
+        # A job that stops early (a refused line) leaves no partition running.
+        if pending:
+            client.cancel([future for _, _, future in pending])
 
 
 def _shared(path: str, shared: bool) -> Optional[str]:
@@ -387,8 +393,9 @@ def run(args: argparse.Namespace) -> int:
         if args.scheduler:
             client = stack.enter_context(Client(args.scheduler))
         else:
+            # Its workers' own log lines would only repeat the job's one-line messages.
             cluster = stack.enter_context(LocalCluster(n_workers=args.workers, threads_per_worker=1, processes=True,
-                                                       dashboard_address=None))
+                                                       dashboard_address=None, silence_logs=logging.CRITICAL))
             client = stack.enter_context(Client(cluster))
         description = client.scatter(text, broadcast=True, hash=False)
         window = 4 * max(1, len(client.scheduler_info().get("workers", {})))
