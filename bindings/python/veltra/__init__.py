@@ -366,7 +366,10 @@ class Engine:
         """Classifies many fields in one call: any iterable of ``str`` or ``bytes``, or a NumPy
         array of byte strings. Returns NumPy arrays (see :class:`Batch`). With ``strict``, the
         first field that does not fit raises :class:`FieldError` instead."""
-        import numpy as np
+        try:
+            import numpy as np
+        except ImportError:
+            raise ImportError("classify_many needs NumPy: pip install numpy (Debian: python3-numpy)") from None
 
         if isinstance(fields, np.ndarray) and fields.dtype.kind == "S":
             array = np.ascontiguousarray(fields.reshape(-1))
