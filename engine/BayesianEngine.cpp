@@ -50,56 +50,6 @@ std::string TrainingDate(std::time_t time)
     return text;
 }
 
-int32_t CountNewlines(std::istream& in, const String& file, int32_t start, int64_t* refused)
-{
-    // A line that the reading would refuse stops the count where the reading would stop, so that
-    // an endless input without newlines ends here at once. A CR before the newline is no part of
-    // the line, as for the reading.
-    const size_t kLongest = 1023;
-    std::vector<char> buffer(65536);
-    int32_t total = start;
-    size_t length = 0;  // of the line so far
-    bool cr = false;    // the line so far ends with CR
-    auto tooLong = [&] {
-        if (refused) *refused = int64_t{total} + 1;
-        VELTRA_RAISE("Line ", total + 1, " of ", file, " is longer than 1023 bytes");
-    };
-    while (in.read(buffer.data(), static_cast<std::streamsize>(buffer.size())) || in.gcount() > 0) {
-        const char* at = buffer.data();
-        const char* const end = at + in.gcount();
-        while (at < end) {
-            const char* newline =
-                static_cast<const char*>(std::memchr(at, '\n', static_cast<size_t>(end - at)));
-            const char* stop = newline ? newline : end;
-            if (stop > at) {
-                length += static_cast<size_t>(stop - at);
-                cr = stop[-1] == '\r';
-            }
-            if (!newline) {
-                if (length > kLongest + 1) tooLong();
-                break;
-            }
-            if (length - (cr ? 1 : 0) > kLongest) tooLong();
-            // Another line follows every newline: the last one read, and every count of lines
-            // read, must stay within 32 bits.
-            if (total == INT32_MAX - 1) {
-                if (refused) *refused = int64_t{INT32_MAX} + 1;
-                VELTRA_RAISE("The line count would pass 2147483647 at line ", int64_t{INT32_MAX} + 1, " of ",
-                             file);
-            }
-            ++total;
-            length = 0;
-            cr = false;
-            at = newline + 1;
-        }
-    }
-    if (length > kLongest) tooLong();
-    if (in.bad()) VELTRA_RAISE("Cannot read file: ", file);
-    in.clear();
-    in.seekg(0);
-    return total;
-}
-
 void BayesianEngine::InitializeThruFile(String path)
 {
     LoadFile(path.str(), path);
@@ -147,7 +97,7 @@ void BayesianEngine::Train(String networkFile, String sampleFile, String outputF
     RefuseOverwrite(outputFile, networkFile);
     RefuseOverwrite(outputFile, sampleFile);
     WriteTrained(network, networkFile, outputFile, counts, [&](int32_t& sampleListCount) {
-        if (m_fastPath && !counts) m_sampleCounters.Build(m_network, m_countTable);
+        if (!counts) m_fast.StartCounting(m_countTable);
         ReadSampleFile(samples, sampleFile, counts, sampleListCount);
         samples.close();
     });
@@ -186,7 +136,7 @@ int32_t BayesianEngine::PrepareBlock()
     if (m_blockReady && m_blockLoad == m_network.GetLoadCount()) {
         for (int32_t* entry : m_blockEntries) *entry = 0;
         m_totalSampleCount = 0;
-        if (m_fastPath) m_sampleCounters.Restart();
+        m_fast.RestartCounting();
         return static_cast<int32_t>(m_blockEntries.size());
     }
     SeedCountTable();
@@ -194,7 +144,7 @@ int32_t BayesianEngine::PrepareBlock()
     Ptr<Vector<String>> keys = m_countTable.GetKeys();
     for (int32_t i = 0; i < keys->Size(); ++i)
         m_blockEntries.push_back(&m_countTable.Get((*keys)[i]).m_value);
-    if (m_fastPath) m_sampleCounters.Build(m_network, m_countTable);
+    m_fast.StartCounting(m_countTable);
     m_blockReady = true;
     m_blockLoad = m_network.GetLoadCount();
     return static_cast<int32_t>(m_blockEntries.size());
@@ -316,9 +266,9 @@ int64_t BayesianEngine::ReadSampleLines(std::istream& samples, const String& sam
 {
     // The flat counters go into the count table however the reading ends.
     struct FoldOnExit {
-        SampleCounters& counters;
-        ~FoldOnExit() { counters.Fold(); }
-    } fold{m_sampleCounters};
+        FastPath& fast;
+        ~FoldOnExit() { fast.FoldCounts(); }
+    } fold{m_fast};
 
     m_place = {sampleFile, 0};
     String line;
@@ -345,7 +295,7 @@ int64_t BayesianEngine::ReadSampleLines(std::istream& samples, const String& sam
 void BayesianEngine::CountSample(char state, const char* results, int32_t length)
 {
     // The keyed way refuses a sample past the 32-bit limit.
-    if (m_totalSampleCount < INT32_MAX && m_sampleCounters.Add(state, results, length)) {
+    if (m_totalSampleCount < INT32_MAX && m_fast.CountSample(state, results, length)) {
         ++m_totalSampleCount;
         return;
     }
@@ -392,7 +342,7 @@ void BayesianEngine::ReadCountLine(const String& line)
     // A count set among samples (a derived engine reading both) replaces what was counted before
     // it: the flat counters are folded first, and the keyed way counts from here on, refusing a
     // count that would pass 32 bits.
-    m_sampleCounters.Fold();
+    m_fast.FoldCounts();
     m_countTable.Get(key).m_value = count;
 }
 
@@ -404,12 +354,8 @@ void BayesianEngine::WriteCountTable(std::ostream& out, int32_t sampleListCount)
     out << "# Number of sample lists: " << sampleListCount;
     out << "\n# Number of sample strings: " << m_totalSampleCount;
     out << "\n\n\n# Count table:\n\n";
+    // Assembled in blocks, the counts in the "C" locale's form.
     Ptr<Vector<String>> keys = m_countTable.GetKeys();
-    if (!m_fastPath || !WritesPlainNumbers(out)) {
-        for (int32_t i = 0; i < keys->Size(); ++i)
-            out << "# C(" << (*keys)[i] << ") = " << m_countTable.Get((*keys)[i]).m_value << "\n";
-        return;
-    }
     std::string text;
     for (int32_t i = 0; i < keys->Size(); ++i) {
         text += "# C(";
@@ -529,9 +475,9 @@ void BayesianEngine::WriteFigures(std::ostream& out, TestFigure kind)
     const bool cp = kind == TestFigure::kCP;
     HashTable<Double> figures;
     if (cp)
-        m_network.GetCPValues(figures, false);
+        m_network.GetCPValues(figures, false, &m_fast);
     else
-        m_network.GetDPValues(figures, false);
+        m_network.GetDPValues(figures, false, &m_fast);
 
     AutoPtr<DubiousDataList> list(NewObject<DubiousDataList>());
     list->m_deleteItems = true;

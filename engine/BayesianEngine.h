@@ -17,7 +17,7 @@
 #include <string>
 
 #include "engine/DubiousData.h"
-#include "engine/SampleCounters.h"
+#include "engine/FastPath.h"
 #include "net/NaiveBayesNet.h"
 #include "safe/HashTable.h"
 #include "safe/SmartString.h"
@@ -26,15 +26,6 @@ namespace veltra {
 
 class OutputFile;
 class ProgressCounter;
-
-// The number of newline characters in the rest of the stream, which is then rewound: the total
-// shown by the progress counters. Raises, as reading the file would, "Line <n> of <file> is longer
-// than 1023 bytes", at once for an input without end or newlines, and "Cannot read file: <file>";
-// and "The line count would pass 2147483647 at line 2147483648 of <file>" for a file of more lines
-// than a run counts (its progress shows one more line than the newlines); the number of the line
-// refused goes to *refused, when given. `start` newlines are taken as counted already: a test
-// starts near the limit.
-int32_t CountNewlines(std::istream& in, const String& file, int32_t start = 0, int64_t* refused = nullptr);
 
 // The local date and time of `time` as the standard ctime writes it ("Sun Nov 22 15:52:16 2026"
 // and a newline): the date line of a trained file.
@@ -47,7 +38,7 @@ public:
     // Trained conditional probabilities are never below this floor.
     static constexpr double kProbabilityFloor = 0.001;
 
-    BayesianEngine() = default;
+    BayesianEngine() : m_fast(m_network) {}
     ~BayesianEngine() override = default;
     const char* GetTypeName() const override { return "BayesianEngine"; }
 
@@ -100,9 +91,8 @@ public:
     // reference the fast paths are tested against).
     void SetFastPath(bool enabled)
     {
-        m_fastPath = enabled;
+        m_fast.SetEnabled(enabled);
         m_blockReady = false;
-        m_network.SetFastPath(enabled);
     }
 
     // A call of a host begins: raises "Engine is already in a call on another thread: one engine
@@ -138,8 +128,8 @@ public:
     void ClearPlace() { m_place = Place(); }
 
 protected:
-    // Counts one sample as AddSample(String(state), results) does, through the run's flat
-    // counters where they can count it.
+    // Counts one sample as AddSample(String(state), results) does: the fast way where it counts
+    // the sample, the keyed way otherwise.
     void CountSample(char state, const char* results, int32_t length);
     // Loads the description file at `path`; messages name it `name` (the output a trained file
     // is read back from is named as the caller gave it, never as its temporary). The text read,
@@ -147,10 +137,11 @@ protected:
     void LoadFile(const std::string& path, const String& name, std::string* text = nullptr);
 
     NaiveBayesNet m_network;
+    // The fast way of classification and counting, and where it is chosen.
+    FastPath m_fast;
     Place m_place;
     HashTable<Long> m_countTable;
     int32_t m_totalSampleCount = 0;
-    bool m_fastPath = true;
 
 private:
     void CopyNetwork(std::istream& network, const String& networkFile, std::ostream& out);
@@ -174,7 +165,6 @@ private:
     // network the first time, its counts zeroed after that; returns its number of entries.
     int32_t PrepareBlock();
 
-    SampleCounters m_sampleCounters;
     // Block counting's table: valid while m_blockReady, for load m_blockLoad of the network; its
     // entries in the table's order. Any other seeding of the table clears m_blockReady.
     bool m_blockReady = false;

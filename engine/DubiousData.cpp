@@ -1,6 +1,38 @@
 #include "engine/DubiousData.h"
 
+#include <cmath>
+#include <vector>
+
 namespace veltra {
+
+void RankByFigure(const double* figures, int32_t count, int32_t* order)
+{
+    const size_t n = static_cast<size_t>(count);
+    bool ordered = true;  // every figure compares with every other
+    for (size_t i = 0; i < n; ++i) ordered = ordered && !std::isnan(figures[i]);
+    if (ordered) {
+        // A stable insertion: as short as the number of states or tests, and cheap when the
+        // same figures come in the same order again.
+        for (size_t i = 0; i < n; ++i) {
+            const double figure = figures[i];
+            size_t at = i;
+            for (; at > 0 && figure > figures[order[at - 1]]; --at) order[at] = order[at - 1];
+            order[at] = static_cast<int32_t>(i);
+        }
+        return;
+    }
+    // Repeated selection of the earliest largest figure, which NaN comparisons make depend on
+    // the order the figures are met in.
+    std::vector<int32_t> left(n);
+    for (size_t i = 0; i < n; ++i) left[i] = static_cast<int32_t>(i);
+    for (size_t k = 0; k < n; ++k) {
+        size_t best = 0;
+        for (size_t i = 1; i < left.size(); ++i)
+            if (figures[left[i]] > figures[left[best]]) best = i;
+        order[k] = left[best];
+        left.erase(left.begin() + static_cast<std::ptrdiff_t>(best));
+    }
+}
 
 void AddDubiousData(DubiousDataList& list, const String& value, double figure)
 {
@@ -21,15 +53,11 @@ void SortDubiousDataList(DubiousDataList& list)
         work.Add(entry);
     }
     list.RemoveAll();
-    // Selection of the largest figure, strictly greater so that the earliest of equal figures
-    // wins: lists are as short as the number of states or tests.
-    while (work.Size() > 0) {
-        int32_t best = 0;
-        for (int32_t i = 1; i < work.Size(); ++i)
-            if (work[i]->m_figure > work[best]->m_figure) best = i;
-        list.Add(work[best]->GetValue(), work[best]);
-        work.RemoveAt(best);
-    }
+    std::vector<double> figures;
+    for (int32_t i = 0; i < work.Size(); ++i) figures.push_back(work[i]->m_figure);
+    std::vector<int32_t> order(figures.size());
+    RankByFigure(figures.data(), work.Size(), order.data());
+    for (int32_t i : order) list.Add(work[i]->GetValue(), work[i]);
 }
 
 }  // namespace veltra

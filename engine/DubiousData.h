@@ -3,6 +3,8 @@
 #ifndef VELTRA_ENGINE_DUBIOUSDATA_H
 #define VELTRA_ENGINE_DUBIOUSDATA_H
 
+#include <cstdint>
+
 #include "safe/HashTable.h"
 #include "safe/SmartString.h"
 
@@ -23,6 +25,12 @@ using DubiousDataList = HashTable<Ptr<DubiousData>>;
 // Adds a new entry (value, figure) under its value to a list that owns its entries (delete-items
 // flag set). Raises the table's "HashTable cannot add duplicate key: <value>", deleting the entry.
 void AddDubiousData(DubiousDataList& list, const String& value, double figure);
+
+// The ranking of classification results and figures alike: into `order`, the indices of the
+// `count` figures by decreasing figure, equal figures in their order. This is the order that
+// repeatedly taking the earliest of the largest remaining figures gives, NaN figures included
+// (a NaN is never larger, nor is anything larger than it).
+void RankByFigure(const double* figures, int32_t count, int32_t* order);
 
 // Checks that every key equals its entry's value, then reorders the list by decreasing figure in
 // place; equal figures keep their order. Raises

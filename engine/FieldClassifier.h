@@ -71,20 +71,26 @@ public:
     const Tally& GetTally() const { return m_tally; }
 
 private:
-    // One test line (its three fields) judged from the compiled network, its result line assembled
-    // and written; false, with nothing written, where only the keyed way answers exactly.
-    bool JudgeFast(int64_t number, const std::string_view* fields, std::ostream& out, std::string& text);
-    // One test line judged the keyed way, its result line written piece by piece.
-    void JudgeKeyed(int64_t number, const String& line, std::ostream& out);
-    // Tells m_judgedLines of a judged line whose ranking is in m_tellStates and m_tellLevels.
-    void Tell(int64_t number, std::string_view expected, std::string_view results);
+    // Field analysis's one decision and its one ranking: the level of every state for `results`
+    // (full stops removed first) into m_levels, in state order, from the fast way where it answers
+    // the field and state by state from GetConfLevel otherwise; then the states ranked as
+    // SortDubiousDataList ranks them into m_ranking. Raises "Network has not been initialized
+    // yet" and inference's failures.
+    void Rank(const char* results, size_t length, bool verbose, FastPath::Caches caches);
+    // The ranking's first character of every state and its level, most probable first; the
+    // number of states. Nothing is written when it exceeds `capacity`.
+    int32_t CopyRanking(char* categories, double* probabilities, int32_t capacity) const;
+    // One test line (its three fields) judged: its result line appended to `text`, the tally and
+    // the listener told.
+    void Judge(int64_t number, const std::string_view* fields, std::ostream& out, std::string& text);
 
-    // Field analysis from the compiled network: every state's level, in state order, into
-    // m_levels and the states ranked as Analyze ranks them into m_ranking. False, with nothing
-    // changed, where only the keyed way answers exactly. Fresh: without the caches.
-    bool RankFast(const char* results, size_t length, bool fresh = false);
-
-    std::string m_cleaned;  // results without their full stops
+    // The field Rank ranked last, without its full stops: the caller's text, or m_cleaned
+    // where full stops were removed.
+    std::string_view m_field;
+    std::string m_cleaned;
+    // The states' names, in state order, as of the network's change m_namesChange.
+    std::vector<std::string> m_names;
+    uint64_t m_namesChange = UINT64_MAX;
     std::vector<double> m_levels;
     std::vector<int32_t> m_ranking;
     JudgedLines* m_judgedLines = nullptr;

@@ -1,10 +1,10 @@
 // ProgressCounter: the line counter that training and batch evaluation keep. On the console each
 // step writes a run of backspaces that erases the previous text, then "Line: <n> / <total>",
 // without an end of line, so that the counter counts up in place: n counts the steps (training
-// steps at sample lines only) and the total is the file's newlines. A host's console sink gets
-// the same text without the erasing run, if it asks for progress texts, and the progress in
-// lines read of the lines in all (the newlines and the line after the last one), which reaches
-// its total when the run has read its file.
+// steps at sample lines only) and the total is the file's newlines. A host that installed a
+// console sink is told instead, at every step, the line reached out of the lines in all (the
+// newlines plus the line after the last one), a figure that reaches its total when the file has
+// been read; and, when it asks for progress texts, the counter's text without the erasing run.
 #ifndef VELTRA_ENGINE_PROGRESSCOUNTER_H
 #define VELTRA_ENGINE_PROGRESSCOUNTER_H
 

@@ -3,18 +3,18 @@
 #include <string_view>
 #include <unordered_map>
 
+#include "net/BayesTest.h"
 #include "net/InferenceCache.h"
-#include "net/NaiveBayesNet.h"
 
 namespace veltra {
 
-void CompiledNetwork::Build(const NaiveBayesNet& network)
+void CompiledNetwork::Build(const Hypothesis* hypothesis, const std::vector<const BayesTest*>& tests)
 {
     *this = CompiledNetwork();
-    if (!network.HasHypothesis()) return;
-    m_tests = network.GetTestCount();
-    if (!BuildStates(network.GetHypothesis())) return;
-    BuildRows(network);
+    if (!hypothesis) return;
+    m_tests = static_cast<int32_t>(tests.size());
+    if (!BuildStates(*hypothesis)) return;
+    BuildRows(tests);
     m_resultsPower = InferenceCache::Power(static_cast<size_t>(m_tests));
     m_usable = true;
 }
@@ -35,7 +35,7 @@ bool CompiledNetwork::BuildStates(const Hypothesis& hypothesis)
     return true;
 }
 
-void CompiledNetwork::BuildRows(const NaiveBayesNet& network)
+void CompiledNetwork::BuildRows(const std::vector<const BayesTest*>& tests)
 {
     const size_t states = static_cast<size_t>(m_states);
     std::unordered_map<std::string_view, int32_t> stateOf;
@@ -46,7 +46,7 @@ void CompiledNetwork::BuildRows(const NaiveBayesNet& network)
     std::vector<double> cells(256 * states);
     std::vector<int32_t> found(256);
     for (int32_t t = 0; t < m_tests; ++t) {
-        const BayesTest& test = network.GetTest(t);
+        const BayesTest& test = *tests[static_cast<size_t>(t)];
         const std::string& tag = test.GetTag().str();
         const HashTable<Double>& table = test.GetProbabilities();
         Ptr<Vector<String>> keys = table.GetKeys();

@@ -16,8 +16,8 @@
 
 namespace veltra {
 
+class BayesTest;
 class Hypothesis;
-class NaiveBayesNet;
 
 class CompiledNetwork {
 public:
@@ -28,10 +28,11 @@ public:
     CompiledNetwork(CompiledNetwork&&) = default;
     CompiledNetwork& operator=(CompiledNetwork&&) = default;
 
-    // Builds the view of `network`. Networks that the arrays cannot mirror exactly (no
-    // hypothesis, a state without a prior, a state key holding "|", which the network would take
-    // for a test's key) leave the view unusable.
-    void Build(const NaiveBayesNet& network);
+    // Builds the view of a network: its hypothesis (null: none) and its tests, in test order.
+    // Networks that the arrays cannot mirror exactly (no hypothesis, no state, a state without a
+    // prior, a state key holding "|", which the network would take for a test's key) leave the
+    // view unusable.
+    void Build(const Hypothesis* hypothesis, const std::vector<const BayesTest*>& tests);
 
     bool IsUsable() const { return m_usable; }
     int32_t StateCount() const { return m_states; }
@@ -53,7 +54,7 @@ public:
 
 private:
     bool BuildStates(const Hypothesis& hypothesis);
-    void BuildRows(const NaiveBayesNet& network);
+    void BuildRows(const std::vector<const BayesTest*>& tests);
 
     bool m_usable = false;
     int32_t m_states = 0;

@@ -46,23 +46,23 @@ constexpr std::array<RowKernel, kMostPairs> kRowKernels =
 
 }  // namespace
 
-bool FastInference::Begin(const CompiledNetwork& network, const char* results, int32_t length)
+bool FastInference::Begin(const CompiledNetwork& network, const char* results, int32_t length, bool fresh)
 {
     if (length != network.TestCount()) return false;
     m_network = &network;
-    m_results = results;
+    m_results.assign(results, static_cast<size_t>(length));
     m_length = length;
     m_hashed = false;  // hashed when a cache is asked: fresh levels never need it
-    m_observed = false;
     m_probed = false;
     m_computed = false;
-    return true;
+    m_knownField = fresh ? -1 : FindKnownField();
+    return m_knownField >= 0 || Observe();
 }
 
 uint64_t FastInference::ResultsHash() const
 {
     if (!m_hashed) {
-        m_resultsHash = InferenceCache::Hash(m_results, static_cast<size_t>(m_length));
+        m_resultsHash = InferenceCache::Hash(m_results.data(), m_results.size());
         m_hashed = true;
     }
     return m_resultsHash;
@@ -73,12 +73,11 @@ InferenceCache::Key FastInference::KeyOf(int32_t state) const
     const std::string& stateKey = m_network->StateKey(state);
     uint64_t hash =
         InferenceCache::Join(m_network->StateKeyHash(state), m_network->ResultsPower(), ResultsHash());
-    return {stateKey.data(), stateKey.size(), m_results, static_cast<size_t>(m_length), hash};
+    return {stateKey.data(), stateKey.size(), m_results.data(), m_results.size(), hash};
 }
 
 bool FastInference::Observe()
 {
-    if (m_observed) return true;
     if (m_rows.size() < static_cast<size_t>(m_length)) m_rows.resize(static_cast<size_t>(m_length));
     m_rowCount = 0;
     for (int32_t t = 0; t < m_length; ++t) {
@@ -88,7 +87,6 @@ bool FastInference::Observe()
         if (!row) return false;
         m_rows[m_rowCount++] = row;
     }
-    m_observed = true;
     return true;
 }
 
@@ -169,9 +167,8 @@ void FastInference::StoreLevel(int32_t state, double level)
     if (m_levels.Size() < m_levelLimit) m_levels.Add(KeyOf(state), level);
 }
 
-bool FastInference::FreshLevels(double* levels)
+void FastInference::FreshLevels(double* levels)
 {
-    if (!Observe()) return false;
     ComputeProducts();
     // A state's level from its product and the others' added in state order: those before it,
     // then one by one those after it, as Level adds them.
@@ -185,21 +182,16 @@ bool FastInference::FreshLevels(double* levels)
         const double own = products[s];
         levels[s] = own != 0.0 ? 1.0 / (others / own + 1.0) : 0.0;
     }
-    return true;
 }
 
-bool FastInference::OneLevel(int32_t state, double& level)
+double FastInference::OneLevel(int32_t state)
 {
     const int32_t entry = m_levels.Find(KeyOf(state));
-    if (entry >= 0) {
-        level = m_levels.Value(entry);
-        return true;
-    }
-    if (!Observe()) return false;
+    if (entry >= 0) return m_levels.Value(entry);
     if (!m_probed) ProbeProducts();
-    level = Level(state);
+    const double level = Level(state);
     StoreLevel(state, level);
-    return true;
+    return level;
 }
 
 void FastInference::NetworkChanged()
@@ -230,7 +222,7 @@ int32_t FastInference::FindKnownField() const
         if (known < 0) return -1;
         const KnownField& field = m_known[static_cast<size_t>(known)];
         if (field.hash == ResultsHash() &&
-            std::equal(m_results, m_results + m_length,
+            std::equal(m_results.begin(), m_results.end(),
                        m_knownTexts.begin() + static_cast<std::ptrdiff_t>(field.textStart)))
             return known;
     }
@@ -239,7 +231,7 @@ int32_t FastInference::FindKnownField() const
 void FastInference::AddKnownField()
 {
     m_known.push_back({ResultsHash(), m_knownTexts.size(), m_knownEntries.size()});
-    m_knownTexts.insert(m_knownTexts.end(), m_results, m_results + m_length);
+    m_knownTexts.insert(m_knownTexts.end(), m_results.begin(), m_results.end());
     m_knownEntries.insert(m_knownEntries.end(), m_levelEntries.begin(), m_levelEntries.end());
     if (m_known.size() * 2 > m_knownSlots.size()) {
         m_knownSlots.assign(std::max<size_t>(16, 2 * m_knownSlots.size()), -1);
@@ -280,15 +272,14 @@ void FastInference::LevelsFromSteadyAnswers(double* levels)
     }
 }
 
-bool FastInference::AllLevels(double* levels)
+void FastInference::AllLevels(double* levels)
 {
     const int32_t states = m_network->StateCount();
     const size_t count = static_cast<size_t>(states);
-    const int32_t known = FindKnownField();
-    if (known >= 0) {
-        const int32_t* entries = &m_knownEntries[m_known[static_cast<size_t>(known)].firstEntry];
+    if (m_knownField >= 0) {
+        const int32_t* entries = &m_knownEntries[m_known[static_cast<size_t>(m_knownField)].firstEntry];
         for (size_t s = 0; s < count; ++s) levels[s] = m_levels.Value(entries[s]);
-        return true;
+        return;
     }
     m_levelEntries.resize(count);
     m_asking.clear();
@@ -299,7 +290,6 @@ bool FastInference::AllLevels(double* levels)
     if (m_asking.empty()) {
         AddKnownField();
     } else {
-        if (!Observe()) return false;
         if (!m_probed) ProbeProducts();
         const int32_t missing = states - m_cachedCount;
         if (m_cachedCount == 0 || m_products.Size() + missing <= m_productLimit) {
@@ -313,7 +303,6 @@ bool FastInference::AllLevels(double* levels)
     }
     for (size_t s = 0; s < count; ++s)
         if (m_levelEntries[s] >= 0) levels[s] = m_levels.Value(m_levelEntries[s]);
-    return true;
 }
 
 }  // namespace veltra

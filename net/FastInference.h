@@ -10,16 +10,18 @@
 // is probed once per state; what the later requests find follows from what the requests store and
 // empty, which are carried out on the cache as they happen.
 //
-// A field is begun with its results; the caller then asks for all levels or for one state's.
+// A field is begun with its results, which decides whether this unit answers it exactly; the
+// caller then asks for all levels or for one state's.
 //
 // The confidence cache never drops or changes an entry, so a field whose every state's level it
 // holds keeps them: such fields are indexed by their results, and answered from their entries
-// without probing state by state. The index is forgotten whenever the network changes, since the
-// state keys it stands for may change with it.
+// without probing state by state. The index is forgotten whenever the network or the caches
+// change otherwise, since the state keys it stands for may change with them.
 #ifndef VELTRA_NET_FASTINFERENCE_H
 #define VELTRA_NET_FASTINFERENCE_H
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "net/CompiledNetwork.h"
@@ -36,19 +38,19 @@ public:
     FastInference(const FastInference&) = delete;
     FastInference& operator=(const FastInference&) = delete;
 
-    // Starts a field. False when the results do not hold one character per test.
-    bool Begin(const CompiledNetwork& network, const char* results, int32_t length);
+    // Starts a field, its results copied. True when the levels below answer it exactly: the
+    // results hold one character per test and every result character has a probability for every
+    // state, or (`fresh` false) the confidence cache holds every state's level of the field.
+    // False, with neither cache read or changed, otherwise.
+    bool Begin(const CompiledNetwork& network, const char* results, int32_t length, bool fresh);
     // The level of every state, in state order, as GetConfLevel gives them one after the other.
-    // False, with neither cache changed, when a level must be computed and some result character
-    // has no probability for every state.
-    bool AllLevels(double* levels);
-    // The level of one state, under the same condition.
-    bool OneLevel(int32_t state, double& level);
+    void AllLevels(double* levels);
+    // The level of one state, as GetConfLevel gives it.
+    double OneLevel(int32_t state);
     // The levels of every state computed from the arrays alone, neither cache read or written:
-    // what AllLevels gives when both caches are empty. False when some result character has no
-    // probability for every state.
-    bool FreshLevels(double* levels);
-    // Forgets the fields indexed for the previous network.
+    // what AllLevels gives when both caches are empty. The field must have been begun fresh.
+    void FreshLevels(double* levels);
+    // Forgets the fields indexed for the previous network or caches.
     void NetworkChanged();
 
 private:
@@ -74,11 +76,11 @@ private:
 
     // The field.
     const CompiledNetwork* m_network = nullptr;
-    const char* m_results = nullptr;
+    std::string m_results;
     int32_t m_length = 0;
     mutable uint64_t m_resultsHash = 0;
     mutable bool m_hashed = false;
-    bool m_observed = false;
+    int32_t m_knownField = -1;
     bool m_probed = false;
     bool m_computed = false;
     std::vector<const double*> m_rows;  // the observed tests' rows, in test order

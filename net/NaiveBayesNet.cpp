@@ -7,6 +7,7 @@
 #include <cstring>
 #include <iostream>
 #include <string_view>
+#include <vector>
 
 #include "safe/Numbers.h"
 
@@ -31,7 +32,6 @@ Ptr<Vector<String>> SplitQuoted(const String& line)
 }  // namespace
 
 NaiveBayesNet::NaiveBayesNet()
-    : m_fast(m_productCache, kProductCacheSize, m_confidenceCache, kConfidenceCacheSize)
 {
     // The network owns its tests and every hypothesis it made.
     m_tests.m_deleteItems = true;
@@ -67,6 +67,7 @@ double NaiveBayesNet::GetProbability(const String& key) const
 void NaiveBayesNet::SetProbability(const String& key, double value)
 {
     m_compiledStale = true;
+    ++m_changes;
     if (!IsConditionalKey(key)) {
         m_hypothesis->SetProbability(key, value);
         return;
@@ -92,6 +93,7 @@ const BayesTest& NaiveBayesNet::GetTest(int32_t index) const
 void NaiveBayesNet::Load(const String& text)
 {
     ++m_loads;
+    ++m_changes;
     m_compiledStale = true;
     DeleteNodes();
 
@@ -259,49 +261,23 @@ double NaiveBayesNet::Product(const String& stateKey, const String& results, boo
 
 const CompiledNetwork* NaiveBayesNet::GetCompiled()
 {
-    if (!m_fastPath) return nullptr;
     if (m_compiledStale) {
-        m_compiled.Build(*this);
-        m_fast.NetworkChanged();
+        std::vector<const BayesTest*> tests;
+        for (int32_t t = 0; t < m_tests.Size(); ++t) tests.push_back(&GetTest(t));
+        m_compiled.Build(m_hypothesis.GetRaw(), tests);
         m_compiledStale = false;
     }
     return m_compiled.IsUsable() ? &m_compiled : nullptr;
-}
-
-bool NaiveBayesNet::GetConfLevels(const char* results, int32_t length, double* levels)
-{
-    const CompiledNetwork* compiled = GetCompiled();
-    return compiled && m_fast.Begin(*compiled, results, length) && m_fast.AllLevels(levels);
-}
-
-bool NaiveBayesNet::GetFreshLevels(const char* results, int32_t length, double* levels)
-{
-    const CompiledNetwork* compiled = GetCompiled();
-    return compiled && m_fast.Begin(*compiled, results, length) && m_fast.FreshLevels(levels);
 }
 
 void NaiveBayesNet::ClearCaches()
 {
     m_confidenceCache.Clear();
     m_productCache.Clear();
-    m_fast.NetworkChanged();
+    ++m_changes;
 }
 
 double NaiveBayesNet::GetConfLevel(const String& stateKey, const String& results, bool verbose)
-{
-    if (const CompiledNetwork* compiled = verbose ? nullptr : GetCompiled()) {
-        for (int32_t s = 0; s < compiled->StateCount(); ++s) {
-            if (compiled->StateKey(s) != stateKey.str()) continue;
-            double level;
-            if (m_fast.Begin(*compiled, results.c_str(), results.Length()) && m_fast.OneLevel(s, level))
-                return level;
-            break;
-        }
-    }
-    return KeyedConfLevel(stateKey, results, verbose);
-}
-
-double NaiveBayesNet::KeyedConfLevel(const String& stateKey, const String& results, bool verbose)
 {
     if (results.Length() != m_tests.Size())
         VELTRA_RAISE("Expected ", m_tests.Size(), " test results but got ", results.Length(),
@@ -358,17 +334,17 @@ String NaiveBayesNet::CheckedValue(const BayesTest& test, int32_t v) const
     return value;
 }
 
-void NaiveBayesNet::GetCPValues(HashTable<Double>& figures, bool verbose)
+void NaiveBayesNet::GetCPValues(HashTable<Double>& figures, bool verbose, LevelSource* levels)
 {
-    GetFigures(figures, verbose, TestFigure::kCP);
+    GetFigures(figures, verbose, TestFigure::kCP, levels);
 }
 
-void NaiveBayesNet::GetDPValues(HashTable<Double>& figures, bool verbose)
+void NaiveBayesNet::GetDPValues(HashTable<Double>& figures, bool verbose, LevelSource* levels)
 {
-    GetFigures(figures, verbose, TestFigure::kDP);
+    GetFigures(figures, verbose, TestFigure::kDP, levels);
 }
 
-void NaiveBayesNet::GetFigures(HashTable<Double>& figures, bool verbose, TestFigure kind)
+void NaiveBayesNet::GetFigures(HashTable<Double>& figures, bool verbose, TestFigure kind, LevelSource* source)
 {
     const bool cp = kind == TestFigure::kCP;
     Validate();
@@ -387,8 +363,9 @@ void NaiveBayesNet::GetFigures(HashTable<Double>& figures, bool verbose, TestFig
             for (int32_t i = 0; i < inner; ++i) {
                 results[t] = CheckedValue(test, cp ? o : i)[0];
                 const String& stateKey = (*stateKeys)[cp ? i : o];
-                levels.Add(stateKey + "|" + results,
-                           Double(GetConfLevel(stateKey, results, verbose) * 100.0));
+                const double level = source ? source->Level(cp ? i : o, stateKey, results, verbose)
+                                            : GetConfLevel(stateKey, results, verbose);
+                levels.Add(stateKey + "|" + results, Double(level * 100.0));
             }
             int32_t diff = GetMaxDiff(levels, verbose);
             if (diff > figure) figure = diff;

@@ -10,7 +10,6 @@
 
 #include "net/BayesTest.h"
 #include "net/CompiledNetwork.h"
-#include "net/FastInference.h"
 #include "net/Hypothesis.h"
 #include "net/InferenceCache.h"
 
@@ -18,6 +17,16 @@ namespace veltra {
 
 // The two per-test figures of a trained network (see GetCPValues and GetDPValues).
 enum class TestFigure { kCP, kDP };
+
+// Where the per-test figures take the level of a state given test results: GetConfLevel's answer,
+// from the network itself or from a faster way to the same figures.
+class LevelSource {
+public:
+    virtual double Level(int32_t state, const String& stateKey, const String& results, bool verbose) = 0;
+
+protected:
+    ~LevelSource() = default;
+};
 
 class NaiveBayesNet : public SmartObject {
 public:
@@ -58,34 +67,30 @@ public:
     // The posterior of one state. Raises "Expected <n> test results but got <m>. Test results:\n<r>",
     // "Hypothesis must start with H=", "Given hypothesis does not exist: <key>".
     double GetConfLevel(const String& stateKey, const String& results, bool verbose);
-    // The posterior of every state, in state order, into `levels`: what GetConfLevel gives state
-    // by state, values and caches alike, computed from the compiled arrays. False, with nothing
-    // changed, when those cannot answer exactly (a wrong length, a result character without a
-    // probability for every state, a network they cannot mirror, the fast path switched off):
-    // the caller then asks GetConfLevel state by state.
-    bool GetConfLevels(const char* results, int32_t length, double* levels);
-    // The same levels computed afresh from the compiled arrays, neither cache read or written:
-    // what GetConfLevels gives with empty caches. False where those cannot answer exactly.
-    bool GetFreshLevels(const char* results, int32_t length, double* levels);
     // Forgets every cached product and level: answers from here on come from the network as it
     // is. (Load keeps the caches; a host that asks for answers from the network just loaded
     // clears them.)
     void ClearCaches();
     // The compiled arrays of the current network, rebuilt after any change; null when they are
-    // unusable or the fast path is off.
+    // unusable.
     const CompiledNetwork* GetCompiled();
-    // On by default. Off, every operation takes the keyed way alone: the reference that the
-    // compiled way is tested against.
-    void SetFastPath(bool enabled) { m_fastPath = enabled; }
+    // The two caches, for a way of inference that reads and writes them exactly as Product and
+    // GetConfLevel do.
+    InferenceCache& GetProductCache() { return m_productCache; }
+    InferenceCache& GetConfidenceCache() { return m_confidenceCache; }
+    // Counts every change of the network or of its caches other than inference's own: what was
+    // derived from them is stale once it moves.
+    uint64_t GetChangeCount() const { return m_changes; }
     // The largest |difference| between two values of the table, each difference truncated
     // toward zero to a whole number first.
     int32_t GetMaxDiff(const HashTable<Double>& table, bool verbose) const;
 
     // Per-test figures of the trained network, one entry per test keyed by tag, in test order.
     // CP: how far one value can separate two states; DP: how far changing the value can move one
-    // state. Both in whole percentage points. Raise "Test value must be 1 character only".
-    void GetCPValues(HashTable<Double>& figures, bool verbose);
-    void GetDPValues(HashTable<Double>& figures, bool verbose);
+    // state. Both in whole percentage points, from the levels of `levels` (GetConfLevel when
+    // null). Raise "Test value must be 1 character only".
+    void GetCPValues(HashTable<Double>& figures, bool verbose, LevelSource* levels = nullptr);
+    void GetDPValues(HashTable<Double>& figures, bool verbose, LevelSource* levels = nullptr);
 
     // Read access only: every change goes through Load and SetProbability, which the compiled
     // arrays follow. GetHypothesis raises "Pointer is NULL" without a hypothesis.
@@ -94,7 +99,6 @@ public:
     int32_t GetTestCount() const { return m_tests.Size(); }
     const BayesTest& GetTest(int32_t index) const;
     const BayesTest& GetTest(const String& tag) const { return *m_tests.Get(tag); }
-    bool HasParameter(const String& name) const { return m_parameters.Contains(name); }
 
     // What the last Load read: the probability lines, the smallest of their values above 0
     // (priors and tests' apart; 1 where none), and the number of the line that failed (0: none,
@@ -120,8 +124,7 @@ private:
     void ReadTestLine(const String& line);
     void CheckProbabilities() const;
     String CheckedValue(const BayesTest& test, int32_t v) const;
-    void GetFigures(HashTable<Double>& figures, bool verbose, TestFigure kind);
-    double KeyedConfLevel(const String& stateKey, const String& results, bool verbose);
+    void GetFigures(HashTable<Double>& figures, bool verbose, TestFigure kind, LevelSource* levels);
 
     Ptr<Hypothesis> m_hypothesis;
     HashTable<Ptr<BayesTest>> m_tests;
@@ -131,13 +134,12 @@ private:
     HashTable<Double> m_parameters;
     // Hypotheses replaced by a later hypothesis line; the tests made before it still reach them.
     Vector<Ptr<Hypothesis>> m_replacedHypotheses;
-    // The fast path: the compiled arrays (stale after any change) and the cache-exact inference.
-    bool m_fastPath = true;
+    // The compiled arrays, stale after any change.
     bool m_compiledStale = true;
     CompiledNetwork m_compiled;
-    FastInference m_fast;
     LoadFacts m_facts;
     uint64_t m_loads = 0;
+    uint64_t m_changes = 0;
 };
 
 }  // namespace veltra

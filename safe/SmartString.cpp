@@ -227,4 +227,54 @@ void String::GetTokens(Vector<String>& target, const String& delimiters, bool sk
     target.Add(rest);
 }
 
+int32_t CountNewlines(std::istream& in, const String& file, int32_t start, int64_t* refused)
+{
+    // A line that the reading would refuse stops the count where the reading would stop, so that
+    // an endless input without newlines ends here at once. A CR before the newline is no part of
+    // the line, as for the reading.
+    const size_t kLongest = 1023;
+    std::vector<char> buffer(65536);
+    int32_t total = start;
+    size_t length = 0;  // of the line so far
+    bool cr = false;    // the line so far ends with CR
+    auto tooLong = [&] {
+        if (refused) *refused = int64_t{total} + 1;
+        VELTRA_RAISE("Line ", total + 1, " of ", file, " is longer than 1023 bytes");
+    };
+    while (in.read(buffer.data(), static_cast<std::streamsize>(buffer.size())) || in.gcount() > 0) {
+        const char* at = buffer.data();
+        const char* const end = at + in.gcount();
+        while (at < end) {
+            const char* newline =
+                static_cast<const char*>(std::memchr(at, '\n', static_cast<size_t>(end - at)));
+            const char* stop = newline ? newline : end;
+            if (stop > at) {
+                length += static_cast<size_t>(stop - at);
+                cr = stop[-1] == '\r';
+            }
+            if (!newline) {
+                if (length > kLongest + 1) tooLong();
+                break;
+            }
+            if (length - (cr ? 1 : 0) > kLongest) tooLong();
+            // Another line follows every newline: the last one read, and every count of lines
+            // read, must stay within 32 bits.
+            if (total == INT32_MAX - 1) {
+                if (refused) *refused = int64_t{INT32_MAX} + 1;
+                VELTRA_RAISE("The line count would pass 2147483647 at line ", int64_t{INT32_MAX} + 1, " of ",
+                             file);
+            }
+            ++total;
+            length = 0;
+            cr = false;
+            at = newline + 1;
+        }
+    }
+    if (length > kLongest) tooLong();
+    if (in.bad()) VELTRA_RAISE("Cannot read file: ", file);
+    in.clear();
+    in.seekg(0);
+    return total;
+}
+
 }  // namespace veltra

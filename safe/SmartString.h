@@ -160,6 +160,15 @@ inline std::string MessagePiece(const String& s)
     return s.str();
 }
 
+// The number of newline characters in the rest of the stream, which is then rewound: the total
+// shown by the progress counters. Raises, as reading the file would, "Line <n> of <file> is longer
+// than 1023 bytes", at once for an input without end or newlines, and "Cannot read file: <file>";
+// and "The line count would pass 2147483647 at line 2147483648 of <file>" for a file of more lines
+// than a run counts (its progress shows one more line than the newlines); the number of the line
+// refused goes to *refused, when given. `start` newlines are taken as counted already: a test
+// starts near the limit.
+int32_t CountNewlines(std::istream& in, const String& file, int32_t start = 0, int64_t* refused = nullptr);
+
 }  // namespace veltra
 
 #endif  // VELTRA_SAFE_SMARTSTRING_H
