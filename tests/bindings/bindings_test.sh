@@ -169,8 +169,8 @@ dask)
     ;;
 parallel)
     "$veltra" classify --tsv trained.net <trained.in >single.tsv 2>/dev/null
-    # The README's recipe, in blocks small enough for several processes (each exits 1 on a line
-    # that does not fit).
+    # The recipe of docs/scale-out.md, in blocks small enough for several processes (each exits 1
+    # on a line that does not fit).
     parallel --pipe -k --block 1k "$veltra" classify --tsv trained.net <trained.in >parallel.tsv 2>/dev/null
     same "parallel --pipe -k (Debian: parallel)" single.tsv parallel.tsv
     ;;
