@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <numeric>
 #include <stdexcept>
@@ -166,7 +167,7 @@ void ReadProbabilityLine(FlatNet& net, std::string_view line)
     const size_t t = static_cast<size_t>(test->second);
     int v = net.valueIndex[t][Index(key[tagEnd + 1])];
     if (v < 0) Fail("unknown value", line);
-    net.conditional[net.offsets[t] + static_cast<size_t>(v) * net.StateCount() + s] = value;
+    net.conditional[net.offsets[t] + static_cast<size_t>(v) * net.stride + s] = value;
 }
 
 void CheckSums(const FlatNet& net)
@@ -179,7 +180,7 @@ void CheckSums(const FlatNet& net)
         for (size_t s = 0; s < states; ++s) {
             double sum = 0.0;
             for (size_t v = 0; v < net.values[t].size(); ++v)
-                sum += net.conditional[net.offsets[t] + v * states + s];
+                sum += net.conditional[net.offsets[t] + v * net.stride + s];
             if (!SumsToOne(sum)) Fail("probabilities do not sum to 1", net.tags[t]);
         }
 }
@@ -214,6 +215,122 @@ void AppendFigures(std::string& out, const FlatNet& net, const std::vector<int>&
     out += title;
     for (size_t t : order)
         Appendf(out, "#\t%d\t%s\t%s\n", figures[t], net.tags[t].c_str(), net.descriptions[t].c_str());
+}
+
+// Two states' numbers at once (the compiler's vector types, one SSE2 register on x86-64), and
+// the masks their comparisons give: all bits set where true.
+using Pair = double __attribute__((vector_size(16)));
+using Mask = int64_t __attribute__((vector_size(16)));
+
+Pair Load(const double* from)
+{
+    Pair p;
+    std::memcpy(&p, from, sizeof p);
+    return p;
+}
+void Store(double* to, Pair p)
+{
+    std::memcpy(to, &p, sizeof p);
+}
+Pair Both(double x)
+{
+    return Pair{x, x};
+}
+// Where `mask` is set, `a`, elsewhere `b`: the vector ternary would take branches without the
+// blends of SSE4.1.
+Pair Select(Mask mask, Pair a, Pair b)
+{
+    return Pair((mask & Mask(a)) | (~mask & Mask(b)));
+}
+
+// Analyze's products for the lanes [first, first + 4 * Groups): per state the prior times the
+// row of every result in test order, the lanes held in registers over the whole results. A "-"
+// multiplies by the row of ones, which leaves every product's bits as they are. False for results
+// the network cannot classify.
+template <size_t Groups>
+bool MultiplyRows(const FlatNet& net, const char* results, size_t first, double* products)
+{
+    constexpr size_t kPairs = 2 * Groups;
+    Pair lanes[kPairs];
+    for (size_t k = 0; k < kPairs; ++k) lanes[k] = Load(products + first + 2 * k);
+    // Rows start at multiples of 4 doubles, in a vector's memory, aligned for pairs.
+    static_assert(__STDCPP_DEFAULT_NEW_ALIGNMENT__ >= sizeof(Pair));
+    const double* table = net.conditional.data() + first;
+    const int32_t* rows = net.rows.data();
+    const int32_t* const end = rows + net.rows.size();
+    for (const char* c = results; *c; ++c) {
+        if (*c == '.') continue;
+        if (rows == end) return false;
+        const int32_t at = rows[Index(*c)];
+        if (at < 0) return false;
+        const auto* row = static_cast<const double*>(__builtin_assume_aligned(table + at, 16));
+        for (size_t k = 0; k < kPairs; ++k) lanes[k] *= Load(row + 2 * k);
+        rows += 256;
+    }
+    if (rows != end) return false;
+    for (size_t k = 0; k < kPairs; ++k) Store(products + first + 2 * k, lanes[k]);
+    return true;
+}
+
+// The lanes one pass over the results keeps in registers; more states take more passes.
+constexpr size_t kPassLanes = 24;
+using MultiplyPass = bool (*)(const FlatNet&, const char*, size_t, double*);
+constexpr MultiplyPass kMultiplyRows[] = {MultiplyRows<1>, MultiplyRows<2>, MultiplyRows<3>,
+                                          MultiplyRows<4>, MultiplyRows<5>, MultiplyRows<6>};
+static_assert(sizeof kMultiplyRows / sizeof kMultiplyRows[0] == kPassLanes / 4);
+
+// Every state's level, as Confidence gives it. The others' sum of a state starts from the sum of
+// the states before it, in state order, and adds those after it one by one: a pair of states
+// shares the additions past the pair, the first one adding its neighbour before them (the second
+// adds 0, which changes no sum that starts from +0 and adds non-negative products). Lanes past
+// the last state get -1, below every level, so that the ranking may run over whole pairs.
+void Levels(const double* products, size_t states, size_t stride, double* levels)
+{
+    alignas(32) double others[kMaxStates];
+    double before = 0.0;
+    for (size_t s = 0; s < states; ++s) {
+        others[s] = before;
+        before += products[s];
+    }
+    for (size_t s = states; s < stride; ++s) others[s] = 0.0;
+    for (size_t s = 0; s < states; s += 2) {
+        Pair sum = Load(others + s) + Pair{s + 1 < states ? products[s + 1] : 0.0, 0.0};
+        for (size_t j = s + 2; j < states; ++j) sum += Both(products[j]);
+        Store(others + s, sum);
+    }
+    const Pair one = Both(1.0), zero = Both(0.0);
+    for (size_t s = 0; s < stride; s += 2) {
+        // A zero product divides nothing: its level is 0 whatever the quotient.
+        const Pair own = Load(products + s);
+        const Mask nothing = own == zero;
+        const Pair level = one / (Load(others + s) / Select(nothing, one, own) + one);
+        Store(levels + s, Select(nothing, zero, level));
+    }
+    for (size_t s = states; s < stride; ++s) levels[s] = -1.0;
+}
+
+// Places every state at its rank: the number of states with a higher level, and of earlier
+// states with an equal one (levels are never NaN). Two states at a time and without branches,
+// so that the order of the levels costs no mispredictions.
+void RankAndPlace(const FlatNet& net, const double* levels, size_t stride, char* categories,
+                  double* probabilities)
+{
+    const size_t states = net.StateCount();
+    for (size_t s = 0; s < stride; s += 2) {
+        const Pair lanes = Load(levels + s);
+        // Comparisons give -1 where true: the rank is minus their sum.
+        Mask rank = {0, 0};
+        for (size_t j = 0; j < s; ++j) rank += Both(levels[j]) >= lanes;
+        // Within the pair, the first state comes before the second.
+        rank += (Both(lanes[0]) > lanes) | ((Both(lanes[0]) == lanes) & Mask{0, -1});
+        rank += Both(lanes[1]) > lanes;
+        for (size_t j = s + 2; j < stride; ++j) rank += Both(levels[j]) > lanes;
+        for (size_t k = 0; k < 2 && s + k < states; ++k) {
+            const auto at = static_cast<size_t>(-rank[k]);
+            categories[at] = net.states[s + k];
+            probabilities[at] = lanes[k];
+        }
+    }
 }
 
 }  // namespace
@@ -253,6 +370,7 @@ FlatNet ParseDescription(const std::string& text)
                 net.states.push_back(items[s]);
             }
             net.prior.assign(items.size(), -1.0);
+            net.stride = (items.size() + 3) / 4 * 4;
             return;
         }
         if (net.states.empty()) Fail("test before the hypothesis", line);
@@ -269,47 +387,43 @@ FlatNet ParseDescription(const std::string& text)
         }
         net.values.push_back(items);
         net.offsets.push_back(net.conditional.size());
-        net.conditional.resize(net.conditional.size() + items.size() * net.StateCount(), -1.0);
+        for (size_t v = 0; v < items.size(); ++v) {
+            net.conditional.resize(net.conditional.size() + net.StateCount(), -1.0);
+            net.conditional.resize(net.conditional.size() + net.stride - net.StateCount(), 1.0);
+        }
     });
     if (net.states.empty()) Fail("no hypothesis", "");
     if (sawProbability) CheckSums(net);
+    const size_t ones = net.conditional.size();
+    net.conditional.resize(ones + net.stride, 1.0);
+    if (net.conditional.size() > static_cast<size_t>(INT32_MAX)) Fail("too many probabilities", "");
+    net.rows.assign(net.TestCount() * 256, -1);
+    for (size_t t = 0; t < net.TestCount(); ++t) {
+        int32_t* row = &net.rows[t * 256];
+        row[Index('-')] = static_cast<int32_t>(ones);
+        for (size_t v = 0; v < net.values[t].size(); ++v)
+            row[Index(net.values[t][v])] = static_cast<int32_t>(net.offsets[t] + v * net.stride);
+    }
     return net;
 }
 
 int32_t FlatAnalyze(const FlatNet& net, const char* results, char* categories, double* probabilities,
                     int32_t* count)
 {
-    const size_t states = net.StateCount(), tests = net.TestCount();
+    const size_t states = net.StateCount(), stride = net.stride;
     if (states > kMaxStates || *count < static_cast<int32_t>(states)) return -1;
-    double products[kMaxStates];
+    alignas(32) double products[kMaxStates];
     std::copy(net.prior.begin(), net.prior.end(), products);
-    // Per state the prior times the observed tests' probabilities, multiplied in test order.
-    size_t t = 0;
-    for (const char* c = results; *c; ++c) {
-        if (*c == '.') continue;
-        if (t == tests) return -1;
-        if (*c != '-') {
-            int v = net.valueIndex[t][Index(*c)];
-            if (v < 0) return -1;
-            const double* row = &net.conditional[net.offsets[t] + static_cast<size_t>(v) * states];
-            for (size_t s = 0; s < states; ++s) products[s] *= row[s];
-        }
-        ++t;
+    std::fill(products + states, products + stride, 1.0);
+    // Each pass goes over the whole results for as many states as it keeps in registers.
+    for (size_t first = 0; first < stride; first += kPassLanes) {
+        const size_t groups = std::min(stride - first, kPassLanes) / 4;
+        if (!kMultiplyRows[groups - 1](net, results, first, products)) return -1;
     }
-    if (t != tests) return -1;
-    // Insertion by decreasing probability; an equal one goes after those already placed.
-    size_t n = 0;
-    for (size_t s = 0; s < states; ++s) {
-        double level = Confidence(products, states, s);
-        size_t i = n++;
-        for (; i > 0 && probabilities[i - 1] < level; --i) {
-            probabilities[i] = probabilities[i - 1];
-            categories[i] = categories[i - 1];
-        }
-        probabilities[i] = level;
-        categories[i] = net.states[s];
-    }
-    *count = static_cast<int32_t>(n);
+    alignas(32) double levels[kMaxStates];
+    Levels(products, states, stride, levels);
+    RankAndPlace(net, levels, stride, categories, probabilities);
+    *count = static_cast<int32_t>(states);
     return 0;
 }
 
@@ -344,7 +458,7 @@ void FlatTrain(const std::string& networkFile, const std::string& sampleFile, co
                 if (results[t] == '-') continue;
                 int v = net.valueIndex[t][Index(results[t])];
                 if (v < 0) Fail("unknown value", line);
-                ++counts[net.offsets[t] + static_cast<size_t>(v) * states + static_cast<size_t>(s)];
+                ++counts[net.offsets[t] + static_cast<size_t>(v) * net.stride + static_cast<size_t>(s)];
                 ++observed[t * states + static_cast<size_t>(s)];
             }
             ++samples;
@@ -365,7 +479,7 @@ void FlatTrain(const std::string& networkFile, const std::string& sampleFile, co
         for (size_t v = 0; v < net.values[t].size(); ++v)
             for (size_t s = 0; s < states; ++s)
                 Appendf(out, "# C(%s=%c|H=%c) = %d\n", net.tags[t].c_str(), net.values[t][v], net.states[s],
-                        counts[net.offsets[t] + v * states + s]);
+                        counts[net.offsets[t] + v * net.stride + s]);
     for (size_t t = 0; t < tests; ++t)
         for (size_t s = 0; s < states; ++s)
             Appendf(out, "# C(H=%c,%s!=-) = %d\n", net.states[s], net.tags[t].c_str(),
@@ -378,7 +492,7 @@ void FlatTrain(const std::string& networkFile, const std::string& sampleFile, co
     for (size_t t = 0; t < tests; ++t)
         for (size_t v = 0; v < net.values[t].size(); ++v)
             for (size_t s = 0; s < states; ++s) {
-                const size_t i = net.offsets[t] + v * states + s;
+                const size_t i = net.offsets[t] + v * net.stride + s;
                 const char* tag = net.tags[t].c_str();
                 if (counts[i] == 0)
                     std::printf("WARNING: found 0 count for state: %s=%c|H=%c\n", tag, net.values[t][v],
@@ -396,12 +510,12 @@ void FlatTrain(const std::string& networkFile, const std::string& sampleFile, co
     for (size_t t = 0; t < tests; ++t)
         for (size_t v = 0; v < net.values[t].size(); ++v)
             for (size_t s = 0; s < states; ++s) {
-                const size_t i = net.offsets[t] + v * states + s;
+                const size_t i = net.offsets[t] + v * net.stride + s;
                 const double old = probabilities[i];
                 if (old >= kFloor) continue;
                 size_t best = net.offsets[t] + s;
                 for (size_t w = 1; w < net.values[t].size(); ++w) {
-                    const size_t j = net.offsets[t] + w * states + s;
+                    const size_t j = net.offsets[t] + w * net.stride + s;
                     if (probabilities[j] > probabilities[best]) best = j;
                 }
                 probabilities[i] = kFloor;
@@ -417,7 +531,7 @@ void FlatTrain(const std::string& networkFile, const std::string& sampleFile, co
         for (size_t v = 0; v < net.values[t].size(); ++v)
             for (size_t s = 0; s < states; ++s)
                 Appendf(out, "P(%s=%c|H=%c) = %lf\n", net.tags[t].c_str(), net.values[t][v], net.states[s],
-                        probabilities[net.offsets[t] + v * states + s]);
+                        probabilities[net.offsets[t] + v * net.stride + s]);
     WriteFile(outputFile, out, "w");
 
     // Reload, and the figures from the reloaded probabilities: each value of a test alone, every
@@ -431,7 +545,7 @@ void FlatTrain(const std::string& networkFile, const std::string& sampleFile, co
         const size_t values = trained.values[t].size();
         levels.resize(values * states);
         for (size_t v = 0; v < values; ++v) {
-            const double* row = &trained.conditional[trained.offsets[t] + v * states];
+            const double* row = &trained.conditional[trained.offsets[t] + v * trained.stride];
             for (size_t s = 0; s < states; ++s) products[s] = trained.prior[s] * row[s];
             for (size_t s = 0; s < states; ++s)
                 levels[v * states + s] = Confidence(products, states, s) * 100.0;

@@ -23,8 +23,14 @@ struct FlatNet {
     std::vector<std::string> values;  // the value characters of each test, in value order
     std::vector<size_t> offsets;      // where each test's table starts in `conditional`
     std::vector<double> prior;        // [state]
-    // [offsets[test] + value * states + state]: the row of a result character is one load away.
+    // Rows of `stride` probabilities, the states rounded up to a multiple of 4 so that Analyze
+    // goes by whole vectors of states whatever their count; the lanes past the last state hold 1.
+    size_t stride = 0;
+    // [offsets[test] + value * stride + state], then one row of ones that stands for "-".
     std::vector<double> conditional;
+    // [test * 256 + character]: where the row of that result starts in `conditional` (the row of
+    // ones for "-"), -1 for a character that is no value of the test.
+    std::vector<int32_t> rows;
     std::array<int16_t, 256> stateIndex{};             // -1: not a state
     std::vector<std::array<int16_t, 256>> valueIndex;  // per test; -1: not a value
     std::unordered_map<std::string, int> testIndex;
