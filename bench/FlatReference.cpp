@@ -1,7 +1,7 @@
 #include "bench/FlatReference.h"
 
 #include <algorithm>
-#include <cctype>
+#include <charconv>
 #include <cmath>
 #include <cstdarg>
 #include <cstdio>
@@ -28,9 +28,10 @@ constexpr const char* kBatchBackspaces = "\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b\b
     throw std::runtime_error("reference: " + std::string(what) + ": " + std::string(line));
 }
 
+// std::isspace in the C locale, in which the benchmark runs, without a call per character.
 bool IsSpace(char c)
 {
-    return std::isspace(static_cast<unsigned char>(c)) != 0;
+    return c == ' ' || (c >= '\t' && c <= '\r');
 }
 size_t Index(char c)
 {
@@ -116,6 +117,101 @@ void WriteFile(const std::string& path, const std::string& text, const char* mod
 int32_t CountNewlines(std::string_view text)
 {
     return static_cast<int32_t>(std::count(text.begin(), text.end(), '\n'));
+}
+
+// The progress display as printf would write it, "<backspaces>Line: <n> / <total>" for every line
+// read, gathered into blocks for standard output. Flush it before anything else goes there.
+class Progress {
+public:
+    Progress(const char* backspaces, int32_t total)
+        : m_prefix(std::string(backspaces) + "Line: "), m_suffix(" / " + std::to_string(total))
+    {
+        m_block.reserve(kBlock + m_prefix.size() + m_suffix.size() + 16);
+    }
+    Progress(const Progress&) = delete;
+    Progress& operator=(const Progress&) = delete;
+    ~Progress() { Flush(); }
+
+    void Line(int32_t n)
+    {
+        char digits[16];
+        m_block += m_prefix;
+        m_block.append(digits, std::to_chars(digits, digits + sizeof digits, n).ptr);
+        m_block += m_suffix;
+        if (m_block.size() >= kBlock) Flush();
+    }
+    void Flush()
+    {
+        std::fwrite(m_block.data(), 1, m_block.size(), stdout);
+        m_block.clear();
+    }
+
+private:
+    static constexpr size_t kBlock = 65536;
+    std::string m_prefix, m_suffix, m_block;
+};
+
+// A level of at least 0.001 and at most 1 as "%.4g" writes it: four significant digits, correctly
+// rounded with ties to even, in fixed notation (the exponent is -3 to 0), trailing zeros and a
+// bare point dropped. The level is m * 2^-shift exactly, with m below 2^53 and shift 52 to 62, so
+// that m * 10^k (k at most 6) and the part that rounding drops fit in 128 bits. Returns the length.
+size_t FourDigits(double level, char* text)
+{
+    __extension__ using Wide = unsigned __int128;
+    static constexpr uint64_t kPowersOfTen[] = {1, 10, 100, 1000, 10000, 100000, 1000000};
+    // The decimal exponent: the doubles nearest 0.1 and 0.01 lie above them, with no other double
+    // between, so that comparing with them compares with the exact powers.
+    int exponent = level >= 1.0 ? 0 : level >= 0.1 ? -1 : level >= 0.01 ? -2 : -3;
+    uint64_t bits;
+    std::memcpy(&bits, &level, sizeof bits);
+    const uint64_t m = (bits & ((uint64_t{1} << 52) - 1)) | (uint64_t{1} << 52);
+    const auto shift = static_cast<unsigned>(1075 - static_cast<int>(bits >> 52));
+    const Wide scaled = static_cast<Wide>(m) * kPowersOfTen[3 - exponent];
+    auto n = static_cast<uint64_t>(scaled >> shift);
+    const Wide dropped = scaled & ((Wide{1} << shift) - 1), half = Wide{1} << (shift - 1);
+    if (dropped > half || (dropped == half && (n & 1) != 0)) ++n;
+    // Rounded up to the next power of ten: one digit fewer after the point.
+    if (n == 10000) {
+        n = 1000;
+        ++exponent;
+    }
+    char digits[4];
+    for (int i = 3; i >= 0; --i, n /= 10) digits[i] = static_cast<char>('0' + n % 10);
+    size_t length = 0;
+    if (exponent == 0) {
+        text[length++] = digits[0];
+        text[length++] = '.';
+        for (int i = 1; i < 4; ++i) text[length++] = digits[i];
+    } else {
+        text[length++] = '0';
+        text[length++] = '.';
+        for (int i = 0; i < -exponent - 1; ++i) text[length++] = '0';
+        for (int i = 0; i < 4; ++i) text[length++] = digits[i];
+    }
+    while (text[length - 1] == '0') --length;
+    if (text[length - 1] == '.') --length;
+    return length;
+}
+
+// Writes "<state>:<level>  " at `at`, in at most kLevelSpace bytes: four significant digits, as a
+// stream of precision 4 writes a double; 0 below 0.001. Returns where it ends.
+constexpr size_t kLevelSpace = 32;
+char* PutLevel(char* at, char state, double level)
+{
+    *at++ = state;
+    *at++ = ':';
+    if (level >= 0.001 && level <= 1.0) {
+        at += FourDigits(level, at);
+    } else if (level < 0.001) {
+        *at++ = '0';
+    } else {
+        // Not a level: the general conversion.
+        const int n = std::snprintf(at, kLevelSpace - 4, "%.4g", level);
+        at += std::clamp(n, 0, static_cast<int>(kLevelSpace) - 5);
+    }
+    *at++ = ' ';
+    *at++ = ' ';
+    return at;
 }
 
 // Name and list of a hypothesis or test line: the part right of the first "=", trimmed, cut at
@@ -438,34 +534,47 @@ void FlatTrain(const std::string& networkFile, const std::string& sampleFile, co
     const std::string input = ReadWholeFile(sampleFile);
     const int32_t total = CountNewlines(input);
     int32_t lineNumber = 0;
-    std::string results;
+    Progress progress(kTrainingBackspaces, total);
+    std::string withoutDots;
     ForEachRead(input, [&](std::string_view line) {
         line = Trim(line);
         if (line.empty() || line[0] == '#') return;
-        std::printf("%sLine: %d / %d", kTrainingBackspaces, ++lineNumber, total);
+        progress.Line(++lineNumber);
         if (!StartsWith(line, ";TESTS\t")) return;
         std::string_view fields[3];
         if (Split(line, '\t', fields, 3) != 3) Fail("wrong format", line);
-        results.clear();
-        for (char c : fields[2])
-            if (c != '.') results += c;
+        std::string_view results = fields[2];
+        if (results.find('.') != std::string_view::npos) {
+            withoutDots.clear();
+            for (char c : results)
+                if (c != '.') withoutDots += c;
+            results = withoutDots;
+        }
         if (results.size() != tests) Fail("wrong number of results", line);
         for (char name : fields[1]) {
             int s = net.stateIndex[Index(name)];
             if (s < 0) Fail("unknown state", line);
             ++stateCounts[static_cast<size_t>(s)];
-            for (size_t t = 0; t < tests; ++t) {
-                if (results[t] == '-') continue;
-                int v = net.valueIndex[t][Index(results[t])];
-                if (v < 0) Fail("unknown value", line);
-                ++counts[net.offsets[t] + static_cast<size_t>(v) * net.stride + static_cast<size_t>(s)];
-                ++observed[t * states + static_cast<size_t>(s)];
+            // Counts lie where the probabilities do; a "-" counts in the row of ones, which no
+            // figure reads.
+            int32_t* stateCounted = counts.data() + s;
+            const int32_t* rows = net.rows.data();
+            for (size_t t = 0; t < tests; ++t, rows += 256) {
+                const int32_t row = rows[Index(results[t])];
+                if (row < 0) Fail("unknown value", line);
+                ++stateCounted[row];
             }
             ++samples;
         }
         sampleLists = 1;
     });
+    progress.Flush();
     std::putchar('\n');
+    // A state's results of a test: the sum of its counts of the test's values.
+    for (size_t t = 0; t < tests; ++t)
+        for (size_t v = 0; v < net.values[t].size(); ++v)
+            for (size_t s = 0; s < states; ++s)
+                observed[t * states + s] += counts[net.offsets[t] + v * net.stride + s];
 
     // The network as read, with the newline of the read that met the end.
     std::string out = network + "\n";
@@ -574,10 +683,13 @@ void FlatAnalyzeFile(const FlatNet& net, const std::string& inputFile, const std
     std::string results;
     char categories[kMaxStates];
     double probabilities[kMaxStates];
+    char resultLine[kMaxStates * kLevelSpace + 1];
+    Progress progress(kBatchBackspaces, total);
     ForEachRead(input, [&](std::string_view line) {
         (out += line) += '\n';
-        std::printf("%sLine: %d / %d", kBatchBackspaces, ++linesRead, total);
-        if (Trim(line).empty() || !StartsWith(line, ";TESTS\t")) return;
+        progress.Line(++linesRead);
+        // A line that starts so is no blank one.
+        if (!StartsWith(line, ";TESTS\t")) return;
         std::string_view fields[3];
         if (Split(line, '\t', fields, 3) < 3) Fail("wrong format", line);
         results.assign(fields[2]);
@@ -592,15 +704,12 @@ void FlatAnalyzeFile(const FlatNet& net, const std::string& inputFile, const std
             out += ";ERROR\t";
             ++wrong;
         }
-        // Four significant digits, as a stream of precision 4 writes a double; 0 below 0.001.
-        for (int32_t i = 0; i < count; ++i) {
-            if (probabilities[i] < 0.001)
-                Appendf(out, "%c:0  ", categories[i]);
-            else
-                Appendf(out, "%c:%.4g  ", categories[i], probabilities[i]);
-        }
-        out += '\n';
+        char* end = resultLine;
+        for (int32_t i = 0; i < count; ++i) end = PutLevel(end, categories[i], probabilities[i]);
+        *end++ = '\n';
+        out.append(resultLine, static_cast<size_t>(end - resultLine));
     });
+    progress.Flush();
     double accuracy = correct * 100.0 / (wrong + correct);
     char text[256];
     std::snprintf(text, sizeof text, "Accuracy: %.2f %%\n", accuracy);
