@@ -119,31 +119,4 @@ TEST(NaiveBayesNet, InferenceFailuresCachesAndZeroProducts)
     EXPECT_EQ(net.GetConfLevel("H=x", "ns", true), 0.0);
 }
 
-// The confidence cache keeps its first 997 levels: asked both states' levels of 1024 fields and
-// reloaded, the 499th field answers for the first state with the old network, for the second (whose
-// products have long left their cache) with the new one. Every value has the same probability in
-// both states, so a level is its state's prior.
-TEST(NaiveBayesNet, ConfidenceCacheKeepsItsFirst997Levels)
-{
-    const std::string values = "abcdefghijklmnopqrstuvwxyz012345";
-    std::string tests;
-    for (const std::string t : {"T", "U"}) {
-        tests += t + " = t \"" + values.substr(0, 1);
-        for (size_t v = 1; v < values.size(); ++v) tests += "," + values.substr(v, 1);
-        tests += "\"\n";
-        for (const char v : values)
-            tests += "P(" + t + "=" + v + "|H=A) = 0.03125\nP(" + t + "=" + v + "|H=B) = 0.03125\n";
-    }
-    std::vector<std::string> fields;
-    for (const char t : values)
-        for (const char u : values) fields.push_back({t, u});
-    NaiveBayesNet net;
-    net.Load("H = K \"A,B\"\nP(H=A) = 0.25\nP(H=B) = 0.75\n" + tests);
-    for (const std::string& field : fields)
-        for (const char* state : {"H=A", "H=B"}) net.GetConfLevel(state, field, false);
-    net.Load("H = K \"A,B\"\nP(H=A) = 0.5\nP(H=B) = 0.5\n" + tests);
-    EXPECT_EQ(net.GetConfLevel("H=A", fields[498], false), 0.25);
-    EXPECT_EQ(net.GetConfLevel("H=B", fields[498], false), 0.5);
-}
-
 }  // namespace veltra::test
