@@ -3,7 +3,8 @@
 # UndefinedBehaviorSanitizer in build/fuzz (installing clang and its runtime when missing, as
 # root), then runs each target for SECONDS seconds from its checked-in corpus. A crash, a sanitizer
 # report or a broken contract fails the run; the input behind it is kept in build/fuzz/findings/.
-# New inputs go to build/fuzz/corpus/<target>, never into fuzz/corpus.
+# New inputs go to build/fuzz/corpus/<target>, never into fuzz/corpus. FastPathFuzzer also starts
+# from the seeded inputs its build writes to build/fuzz/fuzz/seeds/FastPathFuzzer.
 # Usage: scripts/fuzz.sh [SECONDS [TARGET...]]   (20 seconds and every target by default)
 set -euo pipefail
 cd "$(dirname "$0")/.."
@@ -35,10 +36,12 @@ for target in "${targets[@]}"; do
   work=$build/corpus/$target
   log=$build/$target.log
   mkdir -p "$work"
+  inputs=("fuzz/corpus/$target")
+  [ ! -d "$build/fuzz/seeds/$target" ] || inputs+=("$build/fuzz/seeds/$target")
   set +e
   "$build/fuzz/$target" -max_total_time="$seconds" -max_len=4096 -timeout=10 -rss_limit_mb=2048 \
     -print_final_stats=1 -dict=fuzz/veltra.dict -artifact_prefix="$build/findings/$target-" \
-    "$work" "fuzz/corpus/$target" >"$log" 2>&1
+    "$work" "${inputs[@]}" >"$log" 2>&1
   status=$?
   set -e
   # The last status line: "#<runs> DONE cov: <edges> ft: <features> corp: <inputs>/<size> ...".
