@@ -252,17 +252,17 @@ void FastInference::LevelsFromSteadyAnswers(double* levels)
     for (size_t s = 0; s < count; ++s) m_answers[s] = m_cached[s] ? m_cachedValues[s] : m_computedProducts[s];
     ReplayRequests(m_asking);
     // Each state's others: the products of the other states added in state order, that is the
-    // sum of the states before it, then one by one those after it.
+    // sum of the states before it, then one by one those after it. Each state's sum is its own
+    // chain of additions, kept in a register.
     m_others.resize(count);
     double* others = m_others.data();
+    const double* answers = m_answers.data();
     double before = 0.0;
     for (size_t s = 0; s < count; ++s) {
-        others[s] = before;
-        before += m_answers[s];
-    }
-    for (size_t k = 1; k < count; ++k) {
-        const double answer = m_answers[k];
-        for (size_t s = 0; s < k; ++s) others[s] += answer;
+        double sum = before;
+        for (size_t k = s + 1; k < count; ++k) sum += answers[k];
+        others[s] = sum;
+        before += answers[s];
     }
     for (int32_t s : m_asking) {
         const double own = m_answers[static_cast<size_t>(s)];

@@ -43,17 +43,17 @@ InferenceCache::Key InferenceCache::MakeKey(const std::string& stateKey, const s
     return {stateKey.data(), stateKey.size(), results.data(), results.size(), hash};
 }
 
-InferenceCache::InferenceCache() : m_slots(kInitialSlots, -1) {}
+InferenceCache::InferenceCache() : m_slots(kInitialSlots, -1), m_filter(kInitialSlots / 4, 0) {}
 
-size_t InferenceCache::Slot(uint64_t hash) const
+uint64_t InferenceCache::Mix(uint64_t hash)
 {
-    // The polynomial hash keeps the last bytes in its low bits: mix before taking the slot.
+    // The polynomial hash keeps the last bytes in its low bits: mix before taking slot and bit.
     hash ^= hash >> 31;
     hash *= 0x7fb5d329728ea185ULL;
     hash ^= hash >> 27;
     hash *= 0x81dadef4bc2dd44dULL;
     hash ^= hash >> 33;
-    return static_cast<size_t>(hash) & (m_slots.size() - 1);
+    return hash;
 }
 
 bool InferenceCache::Matches(const Entry& entry, const Key& key) const
@@ -66,8 +66,11 @@ bool InferenceCache::Matches(const Entry& entry, const Key& key) const
 
 int32_t InferenceCache::Find(const Key& key) const
 {
+    const uint64_t mixed = Mix(key.hash);
+    const size_t bit = Bit(mixed);
+    if (!(m_filter[bit / 64] >> (bit % 64) & 1)) return -1;
     const size_t mask = m_slots.size() - 1;
-    for (size_t slot = Slot(key.hash);; slot = (slot + 1) & mask) {
+    for (size_t slot = Slot(mixed);; slot = (slot + 1) & mask) {
         int32_t entry = m_slots[slot];
         if (entry < 0) return -1;
         if (Matches(m_entries[static_cast<size_t>(entry)], key)) return entry;
@@ -77,7 +80,10 @@ int32_t InferenceCache::Find(const Key& key) const
 void InferenceCache::Place(int32_t entry)
 {
     const size_t mask = m_slots.size() - 1;
-    size_t slot = Slot(m_entries[static_cast<size_t>(entry)].hash);
+    const uint64_t mixed = Mix(m_entries[static_cast<size_t>(entry)].hash);
+    const size_t bit = Bit(mixed);
+    m_filter[bit / 64] |= uint64_t{1} << (bit % 64);
+    size_t slot = Slot(mixed);
     while (m_slots[slot] >= 0) slot = (slot + 1) & mask;
     m_slots[slot] = entry;
 }
@@ -86,6 +92,7 @@ void InferenceCache::Add(const Key& key, double value)
 {
     if ((m_entries.size() + 1) * 2 > m_slots.size()) {
         m_slots.assign(m_slots.size() * 2, -1);
+        m_filter.assign(m_slots.size() / 4, 0);
         for (size_t i = 0; i < m_entries.size(); ++i) Place(static_cast<int32_t>(i));
     }
     const size_t length = key.stateKeyLength + key.resultsLength;
@@ -104,6 +111,7 @@ void InferenceCache::Clear()
     m_entries.clear();
     m_textsUsed = 0;
     std::fill(m_slots.begin(), m_slots.end(), -1);
+    std::fill(m_filter.begin(), m_filter.end(), 0);
 }
 
 }  // namespace veltra

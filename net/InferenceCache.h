@@ -59,7 +59,10 @@ private:
         double value;
     };
 
-    size_t Slot(uint64_t hash) const;
+    static uint64_t Mix(uint64_t hash);
+    size_t Slot(uint64_t mixed) const { return static_cast<size_t>(mixed) & (m_slots.size() - 1); }
+    // The filter's bit of a mixed hash, taken from bits the slot does not use.
+    size_t Bit(uint64_t mixed) const { return static_cast<size_t>(mixed >> 32) & (m_filter.size() * 64 - 1); }
     bool Matches(const Entry& entry, const Key& key) const;
     void Place(int32_t entry);
 
@@ -67,6 +70,9 @@ private:
     std::vector<char> m_texts;  // every key text, one after another, in m_texts[0, m_textsUsed)
     size_t m_textsUsed = 0;
     std::vector<int32_t> m_slots;  // open addressing: entry index or -1; at most half full
+    // One bit per mixed hash of a key held, 16 per slot: most keys a cache does not hold are
+    // told by one bit, without a probe. Most lookups of a field never seen are such misses.
+    std::vector<uint64_t> m_filter;
 };
 
 }  // namespace veltra
