@@ -5,14 +5,29 @@
 
 namespace veltra {
 
+namespace {
+constexpr size_t kCountedRank = 32;
+}  // namespace
+
 void RankByFigure(const double* figures, int32_t count, int32_t* order)
 {
     const size_t n = static_cast<size_t>(count);
     bool ordered = true;  // every figure compares with every other
     for (size_t i = 0; i < n; ++i) ordered = ordered && !std::isnan(figures[i]);
+    if (ordered && n <= kCountedRank) {
+        // Each figure's place is the number of figures before it that are at least as large and
+        // after it that are larger: no branch to mispredict on figures in any order.
+        for (size_t i = 0; i < n; ++i) {
+            const double figure = figures[i];
+            size_t at = 0;
+            for (size_t j = 0; j < i; ++j) at += figures[j] >= figure;
+            for (size_t j = i + 1; j < n; ++j) at += figures[j] > figure;
+            order[at] = static_cast<int32_t>(i);
+        }
+        return;
+    }
     if (ordered) {
-        // A stable insertion: as short as the number of states or tests, and cheap when the
-        // same figures come in the same order again.
+        // A stable insertion, for more figures than the count is worth.
         for (size_t i = 0; i < n; ++i) {
             const double figure = figures[i];
             size_t at = i;

@@ -90,7 +90,13 @@ void FieldClassifier::Rank(const char* results, size_t length, bool verbose, Fas
         for (int32_t s = 0; s < states; ++s)
             m_levels[static_cast<size_t>(s)] = m_network.GetConfLevel((*stateKeys)[s], cleaned, verbose);
     }
+    // The ranking is a function of the levels' bits: a field classified again keeps its ranking.
+    const size_t bytes = m_levels.size() * sizeof(double);
+    if (m_rankedLevels.size() == m_levels.size() &&
+        std::memcmp(m_rankedLevels.data(), m_levels.data(), bytes) == 0)
+        return;
     RankByFigure(m_levels.data(), states, m_ranking.data());
+    m_rankedLevels = m_levels;
 }
 
 Ptr<DubiousDataList> FieldClassifier::Analyze(String results, bool verbose)

@@ -93,6 +93,7 @@ private:
     uint64_t m_namesChange = UINT64_MAX;
     std::vector<double> m_levels;
     std::vector<int32_t> m_ranking;
+    std::vector<double> m_rankedLevels;  // the levels m_ranking ranks: equal levels rank alike
     JudgedLines* m_judgedLines = nullptr;
     std::vector<char> m_tellStates;
     std::vector<double> m_tellLevels;
