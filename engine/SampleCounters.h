@@ -2,11 +2,13 @@
 //
 // AddSample finds three kinds of entries of the count table for a sample (see ProbabilityKey): the
 // state key, then for every observed test the conditional key and the observed key.
-// These counters stand for those entries, indexed by state, test and value. Build maps every
-// entry that a one-character state and value can reach; Add counts a sample whose every entry
-// exists, and refuses any other sample without counting anything (the keyed AddSample then counts
-// what it can and reports the missing key); Fold adds the counters into their entries, before
-// anything reads the table.
+// These counters stand for those entries, laid out by test, value and state. A sample counts one
+// counter per observed test: a state's observed count of a test is the sum of its counts of the
+// test's values, which Fold adds up. Build maps the entries when every one-character state and
+// value has its entries (as a freshly seeded table gives them; otherwise nothing is counted here);
+// Add counts a sample whose every entry exists, and refuses any other sample without counting
+// anything (the keyed AddSample then counts what it can and reports the missing key); Fold adds
+// the counters into their entries, before anything reads the table.
 #ifndef VELTRA_ENGINE_SAMPLECOUNTERS_H
 #define VELTRA_ENGINE_SAMPLECOUNTERS_H
 
@@ -33,20 +35,21 @@ public:
     void Restart() { m_counting = m_built; }
 
 private:
-    int32_t Counter(HashTable<Long>& countTable, const String& key);
+    int32_t* Entry(HashTable<Long>& countTable, const String& key);
 
     bool m_counting = false;
     bool m_built = false;
     int32_t m_tests = 0;
     int32_t m_states = 0;
-    std::vector<int32_t> m_stateOf;          // character: state number or -1
-    std::vector<int32_t> m_stateCounter;     // state: counter
-    std::vector<int32_t> m_cellOf;           // test * 256 + character: the value's first cell or -1
-    std::vector<int32_t> m_valueCounter;     // a value's first cell + state: counter or -1
-    std::vector<int32_t> m_observedCounter;  // test * states + state: counter or -1
-    std::vector<int32_t> m_cells;            // Add's scratch: the cell of every test, -1 for "-"
-    std::vector<int32_t> m_counts;
-    std::vector<int32_t*> m_entries;  // counter: the count table entry it stands for
+    std::vector<int32_t> m_stateOf;  // character: state number or -1
+    std::vector<int32_t> m_cellOf;   // test * 256 + character: the value's first cell, -1 for none;
+                                     // "-" is the idle cells, counted but never folded
+    std::vector<int32_t> m_valueOf;  // a value's first cell / states: the test it belongs to
+    std::vector<int32_t> m_counts;   // cells: value * states + state, then the idle cells
+    std::vector<int32_t> m_stateCounts;
+    std::vector<int32_t*> m_cellEntries;      // cell: its count table entry
+    std::vector<int32_t*> m_stateEntries;     // state: its entry
+    std::vector<int32_t*> m_observedEntries;  // test * states + state: its entry
 };
 
 }  // namespace veltra
