@@ -13,6 +13,9 @@
 
 namespace veltra::cli {
 
+// The exit status of a wrong command line.
+constexpr int kUsageError = 2;
+
 class Console {
 public:
     Console(const char* command, bool quiet);

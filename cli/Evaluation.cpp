@@ -105,7 +105,7 @@ size_t Evaluation::ExpectedRow(unsigned char state)
 }
 
 void Evaluation::Judge(std::string_view expected, std::string_view results, int32_t count, const char* states,
-                       const double* probabilities)
+                       const double* probabilities, int64_t line)
 {
     const int32_t field = Field(results, count, states, probabilities);
     if (field < 0 || expected.empty()) return;
@@ -117,6 +117,29 @@ void Evaluation::Judge(std::string_view expected, std::string_view results, int3
     const size_t row = right ? winner : ExpectedRow(static_cast<unsigned char>(expected[0]));
     ++m_confusion[row][winner];
     ++m_lineCounts[static_cast<size_t>(field) * (m_states + 1) + std::min(row, m_states)];
+    if (right) return;
+    // The library's ranking of this very line: its first two states.
+    Misclassified miss;
+    miss.line = line;
+    miss.expected.assign(expected);
+    miss.results.assign(results);
+    miss.winner = states[0];
+    miss.probability = probabilities[0];
+    if (count > 1) {
+        miss.runnerUp = states[1];
+        miss.runnerUpProbability = probabilities[1];
+    }
+    m_misclassified.push_back(std::move(miss));
+}
+
+void Evaluation::ForEachField(
+    const std::function<void(const std::string& results, int64_t lines)>& each) const
+{
+    for (size_t f = 0; f < m_winners.size(); ++f) {
+        int64_t lines = 0;
+        for (size_t s = 0; s <= m_states; ++s) lines += m_lineCounts[f * (m_states + 1) + s];
+        if (lines > 0) each(m_texts.substr(m_textStarts[f], m_textStarts[f + 1] - m_textStarts[f]), lines);
+    }
 }
 
 EvaluationFigures Evaluation::Figures() const
@@ -137,6 +160,8 @@ void Evaluation::CountStates(EvaluationFigures& figures) const
     // Names: the network's states, then the expected states it does not know.
     for (size_t s = 0; s < n; ++s) figures.states[s].name = m_names[s];
     for (size_t u = 0; u < m_unknown.size(); ++u) figures.states[n + u].name = m_unknown[u];
+    for (StateFigures& state : figures.states) state.label = state.name;
+    figures.misclassified = m_misclassified;
     for (size_t s = 0; s < rows; ++s)
         for (size_t p = 0; p < n; ++p) {
             figures.states[s].support += m_confusion[s][p];

@@ -16,6 +16,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -29,7 +30,8 @@ struct Share {
 };
 
 struct StateFigures {
-    std::string name;
+    std::string name;       // the state's character, or the expected state the network does not know
+    std::string label;      // how reports show it: the name the user gave the state, else `name`
     int64_t support = 0;    // lines counted as examples of the state
     int64_t predicted = 0;  // lines whose most probable state it is
     Share precision;
@@ -49,6 +51,19 @@ struct CalibrationBin {
     int64_t lines = 0;
     int64_t right = 0;
     double probabilitySum = 0.0;
+};
+
+// A test line judged wrong: its line in the input, its expected states and results, the most
+// probable state and the runner-up with their probabilities (no runner-up, '\0', for a network
+// of one state).
+struct Misclassified {
+    int64_t line = 0;
+    std::string expected;
+    std::string results;
+    char winner = '\0';
+    double probability = 0.0;
+    char runnerUp = '\0';
+    double runnerUpProbability = 0.0;
 };
 
 constexpr int kCalibrationBins = 10;
@@ -71,6 +86,7 @@ struct EvaluationFigures {
     double logLoss = 0.0;  // mean of -ln p(true state)
     double brier = 0.0;    // mean over lines of the sum over states of (p - 1 for the true state, else p)^2
     CalibrationBin calibration[kCalibrationBins];
+    std::vector<Misclassified> misclassified;  // in input order
 };
 
 class Evaluation {
@@ -81,10 +97,14 @@ public:
     Evaluation& operator=(const Evaluation&) = delete;
 
     // Counts one judged test line: its expected states, its test results and the library's
-    // ranking (`count` states' characters and probabilities, most probable first).
+    // ranking (`count` states' characters and probabilities, most probable first); `line` is its
+    // number in the input, which the list of misclassified lines gives.
     void Judge(std::string_view expected, std::string_view results, int32_t count, const char* states,
-               const double* probabilities);
+               const double* probabilities, int64_t line = 0);
     EvaluationFigures Figures() const;
+    // Every distinct results text judged, with the number of lines that gave it, in order of
+    // first appearance.
+    void ForEachField(const std::function<void(const std::string& results, int64_t lines)>& each) const;
 
 private:
     // The figures of Figures(), in steps: names and counts per state; precision, recall, F1 and
@@ -115,6 +135,7 @@ private:
     std::vector<int32_t> m_winners;
     std::vector<int32_t> m_lineCounts;
     std::vector<std::vector<int64_t>> m_confusion;
+    std::vector<Misclassified> m_misclassified;
 };
 
 }  // namespace veltra::cli

@@ -10,21 +10,33 @@ namespace {
 
 const char* const kUndefined = "\xe2\x80\x93";  // en dash
 
+// The page reads on a phone's screen (360 px and up) as on a desktop's: the text wraps, and what
+// cannot (the heat map, the diagrams, the tables) scrolls sideways inside its own box, never the
+// page itself.
 const char* const kStyle =
     "body{font:14px/1.45 system-ui,-apple-system,'Segoe UI',Roboto,Arial,sans-serif;color:#1f2328;"
     "margin:24px auto;max-width:1040px;padding:0 16px}"
     "h1{font-size:21px;margin:0 0 4px}h2{font-size:16px;margin:26px 0 8px}"
-    "p{margin:4px 0}code{font-size:13px;background:#f2f3f5;padding:1px 4px;border-radius:3px}"
+    "p{margin:4px 0}code{font-size:13px;background:#f2f3f5;padding:1px 4px;border-radius:3px;"
+    "overflow-wrap:anywhere}"
     ".note{color:#57606a;font-size:12.5px;max-width:980px}"
-    ".row{display:flex;flex-wrap:wrap;gap:36px;align-items:flex-start}"
-    "table{border-collapse:collapse}th,td{padding:3px 10px;text-align:right}"
+    ".row{display:flex;flex-wrap:wrap;gap:12px "
+    "36px;align-items:flex-start}.row>div{min-width:0;max-width:100%}"
+    ".scroll{overflow-x:auto;max-width:100%}svg{display:block}"
+    "table{border-collapse:collapse}th,td{padding:3px 10px;text-align:right;white-space:nowrap}"
     "th{border-bottom:1px solid #8c959f;font-weight:600}td:first-child,th:first-child{text-align:left}"
+    "td.words{white-space:normal;min-width:14em;text-align:left;color:#57606a}th.left,td.left{text-align:"
+    "left}"
     "tr.average td{border-top:1px solid #d0d7de;color:#424a53}"
     ".summary{display:flex;flex-wrap:wrap;gap:10px 34px;margin:10px 0 0}.summary div{color:#57606a}"
     ".summary b{display:block;font-size:19px;color:#1f2328}"
     ".compact td{padding:1px 10px}"
+    ".bar{display:inline-block;width:60px;height:9px;background:#f0f2f4;margin-right:6px}"
+    ".bar span{display:block;height:9px}"
     "svg text{font-family:inherit;font-size:12px;fill:#1f2328}"
-    "svg .light{fill:#fff}svg .muted{fill:#57606a;font-size:11px}";
+    "svg .light{fill:#fff}svg .muted{fill:#57606a;font-size:11px}"
+    "@media (max-width:480px){body{margin:12px auto;padding:0 10px}.summary{gap:8px 22px}"
+    "th,td{padding:3px 6px}}";
 
 // Keeps well-formed UTF-8 and escapes the characters that markup gives meaning; any other byte
 // becomes "?", so that a description in another encoding cannot make the page unreadable.
@@ -90,12 +102,24 @@ std::string Number(double value)
     return Format("%g", value);
 }
 
+// A rough width of a label in the heat map's bold 12 px type, to make room for it.
+double LabelWidth(const std::string& label)
+{
+    return 7.5 * static_cast<double>(label.size());
+}
+
 std::string HeatMap(const EvaluationFigures& figures)
 {
     static const int kRight[3] = {31, 111, 178}, kWrong[3] = {196, 48, 43};
     const size_t rows = figures.states.size(), columns = figures.networkStates;
-    const double cell = 46, left = 86, top = 56;
-    const double width = left + cell * static_cast<double>(columns) + 10;
+    double rowLabels = 0, columnLabels = 0;
+    for (size_t s = 0; s < rows; ++s) rowLabels = std::max(rowLabels, LabelWidth(figures.states[s].label));
+    for (size_t p = 0; p < columns; ++p)
+        columnLabels = std::max(columnLabels, LabelWidth(figures.states[p].label));
+    // Column labels wider than a cell are slanted, and the map makes room above and beside it.
+    const double cell = 46, left = std::max(86.0, 42 + rowLabels), slant = columnLabels > cell - 8 ? 0.72 : 0;
+    const double top = std::max(56.0, 34 + slant * columnLabels);
+    const double width = left + cell * static_cast<double>(columns) + 10 + slant * columnLabels;
     const double height = top + cell * static_cast<double>(rows) + 10;
     std::string svg = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + Number(width) + "\" height=\"" +
                       Number(height) + "\" role=\"img\" aria-label=\"Confusion matrix\">";
@@ -104,14 +128,16 @@ std::string HeatMap(const EvaluationFigures& figures)
     svg += "<text x=\"12\" y=\"" + Number(top + cell * static_cast<double>(rows) / 2) +
            "\" transform=\"rotate(-90 12 " + Number(top + cell * static_cast<double>(rows) / 2) +
            ")\" text-anchor=\"middle\" class=\"muted\">expected state</text>";
-    for (size_t p = 0; p < columns; ++p)
-        svg += "<text x=\"" + Number(left + cell * (static_cast<double>(p) + 0.5)) + "\" y=\"" +
-               Number(top - 10) + "\" text-anchor=\"middle\" font-weight=\"600\">" +
-               Text(figures.states[p].name) + "</text>";
+    for (size_t p = 0; p < columns; ++p) {
+        const std::string x = Number(left + cell * (static_cast<double>(p) + 0.5)), y = Number(top - 10);
+        svg += "<text x=\"" + x + "\" y=\"" + y + "\" font-weight=\"600\"" +
+               (slant > 0 ? " transform=\"rotate(-45 " + x + " " + y + ")\"" : " text-anchor=\"middle\"") +
+               ">" + Text(figures.states[p].label) + "</text>";
+    }
     for (size_t s = 0; s < rows; ++s) {
         const double y = top + cell * static_cast<double>(s);
         svg += "<text x=\"" + Number(left - 12) + "\" y=\"" + Number(y + cell / 2 + 4) +
-               "\" text-anchor=\"end\" font-weight=\"600\">" + Text(figures.states[s].name) + "</text>";
+               "\" text-anchor=\"end\" font-weight=\"600\">" + Text(figures.states[s].label) + "</text>";
         const int64_t support = figures.states[s].support;
         for (size_t p = 0; p < columns; ++p) {
             const int64_t count = figures.confusion[s][p];
@@ -124,7 +150,7 @@ std::string HeatMap(const EvaluationFigures& figures)
                    "\" height=\"" + Number(cell - 2) + "\" rx=\"3\" fill=\"" +
                    Shade(share, s == p ? kRight : kWrong) +
                    "\" stroke=\"#d0d7de\" stroke-width=\"0.5\"><title>expected " +
-                   Text(figures.states[s].name) + ", most probable " + Text(figures.states[p].name) + ": " +
+                   Text(figures.states[s].label) + ", most probable " + Text(figures.states[p].label) + ": " +
                    std::to_string(count) + " lines</title></rect>";
             svg += "<text x=\"" + Number(x + cell / 2 - 1) + "\" y=\"" + Number(y + cell / 2 + 3) +
                    "\" text-anchor=\"middle\"" + (share > 0.7 ? " class=\"light\"" : "") +
@@ -142,7 +168,7 @@ std::string StateTable(const EvaluationFigures& figures)
         "probable</th></tr>";
     for (size_t s = 0; s < figures.states.size(); ++s) {
         const StateFigures& state = figures.states[s];
-        table += "<tr><td>" + Text(state.name) + "</td>" +
+        table += "<tr><td>" + Text(state.label) + "</td>" +
                  Cell(Path("per_state", s, "precision"), ShareText(state.precision)) +
                  Cell(Path("per_state", s, "recall"), ShareText(state.recall)) +
                  Cell(Path("per_state", s, "f1"), ShareText(state.f1)) +
@@ -216,50 +242,82 @@ std::string CalibrationDiagram(const EvaluationFigures& figures)
                       bin.lines ? ShareText(static_cast<double>(bin.right) / lines) : kUndefined) +
                  "</tr>";
     }
-    return "<div class=\"row\"><div>" + svg + "</div>" + table + "</table></div>";
+    return "<div class=\"row\"><div class=\"scroll\">" + svg + "</div><div class=\"scroll\">" + table +
+           "</table></div></div>";
 }
 
-std::string TestBars(const std::vector<TestFigures>& tests)
+// A figure of 0 to 100 as a bar of that share of its width, then the figure as text.
+std::string Bar(double value, bool has, const char* colour, const std::string& path, const std::string& text)
 {
-    // The tests that separate the states best come first.
+    const double width = has ? std::clamp(value, 0.0, 100.0) : 0.0;
+    return "<td><span class=\"bar\"><span style=\"width:" + Format("%.1f", width) + "%;background:" + colour +
+           "\"></span></span><span data-json=\"" + path + "\">" + (has ? text : kUndefined) + "</span></td>";
+}
+
+std::string TestTable(const std::vector<TestFigures>& tests)
+{
+    // The tests that moved the answers most come first, then those that separate the states best.
     std::vector<size_t> order;
     for (size_t t = 0; t < tests.size(); ++t) order.push_back(t);
+    const auto change = [&](size_t t) {
+        const TestContribution& c = tests[t].contribution;
+        return c.observed ? c.changeSum / static_cast<double>(c.observed) : -1.0;
+    };
     std::stable_sort(order.begin(), order.end(), [&](size_t a, size_t b) {
+        if (change(a) != change(b)) return change(a) > change(b);
         return tests[a].cp + tests[a].dp > tests[b].cp + tests[b].dp;
     });
-    const double rowHeight = 34, label = 130, scale = 3.0, top = 24;
-    std::string svg = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"1000\" height=\"" +
-                      Number(top + rowHeight * static_cast<double>(tests.size()) + 4) +
-                      "\" role=\"img\" aria-label=\"CP and DP per test\">";
-    svg += "<rect x=\"" + Number(label) +
-           "\" y=\"2\" width=\"12\" height=\"10\" fill=\"#1f6fb2\"/><text x=\"" + Number(label + 18) +
-           "\" y=\"11\" class=\"muted\">CP</text>";
-    svg += "<rect x=\"" + Number(label + 56) +
-           "\" y=\"2\" width=\"12\" height=\"10\" fill=\"#e08a1e\"/><text x=\"" + Number(label + 74) +
-           "\" y=\"11\" class=\"muted\">DP</text>";
-    for (size_t row = 0; row < order.size(); ++row) {
-        const size_t t = order[row];
+    std::string table =
+        "<div class=\"scroll\"><table><tr><th>Test</th><th>Change</th><th>Winner changes</th><th>Lines "
+        "observed</th><th>CP</th><th>DP</th><th>Description</th></tr>";
+    for (size_t t : order) {
         const TestFigures& test = tests[t];
-        const double y = top + rowHeight * static_cast<double>(row);
-        svg += "<text x=\"0\" y=\"" + Number(y + 15) + "\" font-weight=\"600\">" + Text(test.tag) + "</text>";
-        const std::pair<const char*, std::pair<double, bool>> bars[] = {{"cp", {test.cp, test.hasCp}},
-                                                                        {"dp", {test.dp, test.hasDp}}};
-        for (size_t k = 0; k < 2; ++k) {
-            const double barY = y + 2 + 14 * static_cast<double>(k), value = bars[k].second.first;
-            const bool has = bars[k].second.second;
-            const double length = has ? scale * std::clamp(value, 0.0, 100.0) : 0.0;
-            svg += "<rect x=\"" + Number(label) + "\" y=\"" + Number(barY) + "\" width=\"" +
-                   Number(scale * 100) + "\" height=\"11\" fill=\"#f0f2f4\"/>";
-            svg += "<rect x=\"" + Number(label) + "\" y=\"" + Number(barY) + "\" width=\"" + Number(length) +
-                   "\" height=\"11\" fill=\"" + (k == 0 ? "#1f6fb2" : "#e08a1e") + "\"/>";
-            svg += "<text x=\"" + Number(label + scale * 100 + 6) + "\" y=\"" + Number(barY + 10) +
-                   "\" data-json=\"" + Path("tests", t, bars[k].first) + "\">" +
-                   (has ? Number(value) : kUndefined) + "</text>";
-        }
-        svg += "<text x=\"" + Number(label + scale * 100 + 40) + "\" y=\"" + Number(y + 15) +
-               "\" class=\"muted\">" + Text(test.description) + "</text>";
+        const TestContribution& c = test.contribution;
+        const double observed = static_cast<double>(c.observed);
+        const double winners = c.observed ? static_cast<double>(c.winnerChanges) / observed : 0.0;
+        table +=
+            "<tr><td>" + Text(test.tag) + "</td>" +
+            Bar(change(t), c.observed > 0, "#2da44e", Path("tests", t, "change"), Format("%.2f", change(t))) +
+            Bar(100 * winners, c.observed > 0, "#8250df", Path("tests", t, "winner_changes"),
+                ShareText(winners)) +
+            Cell(Path("tests", t, "observed"), std::to_string(c.observed)) +
+            Bar(test.cp, test.hasCp, "#1f6fb2", Path("tests", t, "cp"), Number(test.cp)) +
+            Bar(test.dp, test.hasDp, "#e08a1e", Path("tests", t, "dp"), Number(test.dp)) +
+            "<td class=\"words\">" + Text(test.description) + "</td></tr>";
     }
-    return svg + "</svg>";
+    return table + "</table></div>";
+}
+
+// The misclassified lines, as many as a page holds with ease.
+std::string MisclassifiedTable(const EvaluationFigures& figures)
+{
+    const std::vector<Misclassified>& misses = figures.misclassified;
+    if (misses.empty()) return "<p>No test line was misclassified.</p>\n";
+    const size_t shown = std::min(misses.size(), kPageMisclassified);
+    std::string page =
+        "<p>" + std::to_string(misses.size()) + " of " + std::to_string(figures.lines) +
+        " test lines, in the order of the input" +
+        (shown < misses.size() ? ", the first " + std::to_string(shown) : std::string()) +
+        ".</p>\n<div class=\"scroll\"><table><tr><th>Line</th><th class=\"left\">Expected</th><th "
+        "class=\"left\">Most probable</th><th>Probability</th><th class=\"left\">Runner-up</th><th>"
+        "Probability</th><th class=\"left\">Results</th></tr>";
+    for (size_t i = 0; i < shown; ++i) {
+        const Misclassified& miss = misses[i];
+        page += "<tr>" + Cell(Path("misclassified", i, "line"), std::to_string(miss.line)) +
+                "<td class=\"left\">" + Text(ExpectedLabels(figures, miss.expected)) +
+                "</td><td class=\"left\">" + Text(LabelOf(figures, miss.winner)) + "</td>" +
+                Cell(Path("misclassified", i, "probability"), ShareText(miss.probability)) +
+                "<td class=\"left\">" + (miss.runnerUp ? Text(LabelOf(figures, miss.runnerUp)) : kUndefined) +
+                "</td>" +
+                Cell(Path("misclassified", i, "runner_up_probability"),
+                     miss.runnerUp ? ShareText(miss.runnerUpProbability) : kUndefined) +
+                "<td class=\"left\"><code>" + Text(miss.results) + "</code></td></tr>";
+    }
+    page += "</table></div>\n";
+    if (shown < misses.size())
+        page += "<p class=\"note\">\xe2\x80\xa6 and " + std::to_string(misses.size() - shown) +
+                " more; the JSON of the report (--json FILE) lists them all.</p>\n";
+    return page;
 }
 
 }  // namespace
@@ -270,7 +328,7 @@ std::string ReportPage(const ReportSource& source, const EvaluationFigures& figu
     const double lines = static_cast<double>(figures.lines);
     const bool any = figures.lines > 0;
     std::string page = "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"/>";
-    page += "<meta name=\"viewport\" content=\"width=device-width\"/>";
+    page += "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\"/>";
     page += "<title>Veltra report: " + Text(source.input) + "</title><style>" + kStyle +
             "</style></head>\n<body>\n";
     page += "<h1>Veltra report</h1><p>Network <code>" + Text(source.network) +
@@ -290,8 +348,9 @@ std::string ReportPage(const ReportSource& source, const EvaluationFigures& figu
     page += headline("Brier score", "brier_score", any ? ShareText(figures.brier) : kUndefined);
     page += "</div>\n";
 
-    page += "<div class=\"row\"><div><h2>Confusion matrix</h2>" + HeatMap(figures) + "</div>";
-    page += "<div><h2>Per state</h2>" + StateTable(figures) + "</div></div>\n";
+    page += "<div class=\"row\"><div><h2>Confusion matrix</h2><div class=\"scroll\">" + HeatMap(figures) +
+            "</div></div>";
+    page += "<div><h2>Per state</h2><div class=\"scroll\">" + StateTable(figures) + "</div></div></div>\n";
     page +=
         "<p class=\"note\">Lines by expected state (rows) and most probable state (columns); the shade is "
         "the "
@@ -308,19 +367,19 @@ std::string ReportPage(const ReportSource& source, const EvaluationFigures& figu
         "network "
         "keeps the dots on the dashed diagonal.</p>\n";
 
-    page += "<h2>Tests: CP and DP</h2>";
+    page += "<h2>Tests</h2>" + TestTable(tests);
+    page += std::string("<p class=\"note\">Change: ") + kChangeMeaning +
+            "; veltra explain shows it for one field, here it is its mean size over the lines where the "
+            "test was observed. Winner changes: the share of those lines whose most probable state is "
+            "another without the test. CP and DP, from the trained file, in percentage points: CP, how far "
+            "one observed value of the test, alone, separates two states; DP, how far changing the test's "
+            "value moves the probability of one state. Tests with low figures throughout decide little.";
     const bool sections =
         std::any_of(tests.begin(), tests.end(), [](const TestFigures& t) { return t.hasCp || t.hasDp; });
-    if (sections) {
-        page += TestBars(tests);
-        page +=
-            "<p class=\"note\">From the trained file's CP and DP sections, in percentage points. CP: how far "
-            "one "
-            "observed value of the test, alone, separates two states. DP: how far changing the test's value "
-            "moves the probability of one state. Tests with low figures on both decide little.</p>\n";
-    } else {
-        page += "<p>" + Text(source.network) + " holds no CP and DP sections; training writes them.</p>\n";
-    }
+    if (!sections) page += " " + Text(source.network) + " holds no CP and DP figures; training writes them.";
+    page += "</p>\n";
+
+    page += "<h2>Misclassified lines</h2>" + MisclassifiedTable(figures);
     return page + "</body></html>\n";
 }
 

@@ -1,7 +1,8 @@
 // ReportPage: the figures of an evaluation as one self-contained page: the confusion matrix as a
-// heat map, the per-state table, the calibration diagram and the trained file's CP and DP figures
-// per test as bars. Inline CSS and SVG only: no script, no outside file, so the page opens from
-// disk in any browser. The page is well-formed XML as well as HTML.
+// heat map, the per-state table, the calibration diagram, per test what it contributed to the
+// judged lines and the trained file's CP and DP figures, and the misclassified lines. Inline CSS
+// and SVG only: no script, no outside file, so the page opens from disk in any browser, on a
+// screen 360 px wide too. The page is well-formed XML as well as HTML.
 //
 // Every figure on the page carries the path of the same figure in the JSON of ReportJson in a
 // data-json attribute ("per_state.0.recall"), shown rounded: shares with four decimals, the
@@ -16,6 +17,10 @@
 #include "cli/Report.h"
 
 namespace veltra::cli {
+
+// The page lists this many misclassified lines at most, so that it stays light for a large file;
+// the JSON lists them all.
+constexpr size_t kPageMisclassified = 200;
 
 std::string ReportPage(const ReportSource& source, const EvaluationFigures& figures,
                        const std::vector<TestFigures>& tests);

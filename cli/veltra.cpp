@@ -20,20 +20,20 @@
 #include "cli/Explain.h"
 #include "cli/FileOutput.h"
 #include "cli/Report.h"
+#include "cli/StateNames.h"
 
 namespace {
 
 using namespace veltra::cli;
 
-constexpr int kUsageError = 2;
-
-// The options of a command line: flags, and the files of --json and --html.
+// The options of a command line: flags, the files of --json and --html, and the states' names.
 struct Options {
     bool tsv = false;
     bool report = false;
     bool quiet = false;
     std::string json;
     std::string html;
+    StateNames names;
 };
 
 const char* const kUsage =
@@ -42,10 +42,10 @@ const char* const kUsage =
     "Commands:\n"
     "  train NETWORK SAMPLES OUTPUT          train a network on labelled samples\n"
     "  classify [--tsv] NETWORK [RESULTS...] classify the test results of fields\n"
-    "  evaluate [--report] [--json FILE] NETWORK INPUT OUTPUT\n"
+    "  evaluate [--report] [--json FILE] [--names LIST] NETWORK INPUT OUTPUT\n"
     "                                        classify a labelled file and report the accuracy\n"
     "  explain NETWORK [RESULTS...]          show how much each observed test weighs in a field\n"
-    "  report [--html FILE] [--json FILE] TRAINED INPUT\n"
+    "  report [--html FILE] [--json FILE] [--names LIST] TRAINED INPUT\n"
     "                                        report on a labelled file, as a page with --html\n"
     "  check NETWORK                         load a network description, list its states and tests\n"
     "\n"
@@ -74,7 +74,7 @@ const char* const kClassifyHelp =
     "Put -- before results that could be taken for an option.\n";
 
 const char* const kEvaluateHelp =
-    "Usage: veltra evaluate [--report] [--json FILE] [--quiet] NETWORK INPUT OUTPUT\n"
+    "Usage: veltra evaluate [--report] [--json FILE] [--names LIST] [--quiet] NETWORK INPUT OUTPUT\n"
     "\n"
     "Classifies every test line of INPUT (\";TESTS<tab>states<tab>results\") with the trained\n"
     "NETWORK and writes a copy of INPUT to OUTPUT with a result line after each test line\n"
@@ -85,8 +85,14 @@ const char* const kEvaluateHelp =
     "             probable state); precision, recall, F1 and support per state, with their macro\n"
     "             and weighted averages; the accuracy; the log loss and Brier score of the\n"
     "             full-precision probabilities; and a calibration table (lines in ten bins of\n"
-    "             the probability of the most probable state, with the share answered right).\n"
-    "--json FILE  writes the same figures to FILE as JSON.\n"
+    "             the probability of the most probable state, with the share answered right);\n"
+    "             then the misclassified lines: line number, expected states, the most probable\n"
+    "             state and the runner-up with their probabilities, and the results (the first\n"
+    "             20; the JSON lists them all).\n"
+    "--json FILE  writes the same figures to FILE as JSON, with what each test contributed\n"
+    "             (see 'veltra report --help').\n"
+    "--names LIST names the states in the report, LIST as d=date,a=amount: one character,\n"
+    "             \"=\", its name; states left out keep their character.\n"
     "\n"
     "A line that lists several expected states is right when its most probable state is any\n"
     "of them. In the report it counts once, as an example of one state: the most probable\n"
@@ -102,22 +108,29 @@ const char* const kExplainHelp =
     "input when none is given (or for \"-\"), and prints every state with its probability, most\n"
     "probable first. Then it leaves out each observed test in turn (its result replaced by\n"
     "\"-\") and prints, largest effect first: the test's place in the results, its tag, the\n"
-    "result seen, the probability of the most probable state without the test and how far\n"
-    "that moved, the most probable state without the test (marked when it changes) and the\n"
-    "test's description. Put -- before results that could be taken for an option.\n";
+    "result seen, the probability of the most probable state without the test and its\n"
+    "change (how far it moves, in percentage points, as the report's page gives it per test),\n"
+    "the most probable state without the test (marked when it changes) and the test's\n"
+    "description. Put -- before results that could be taken for an option.\n";
 
 const char* const kReportHelp =
-    "Usage: veltra report [--html FILE] [--json FILE] [--quiet] TRAINED INPUT\n"
+    "Usage: veltra report [--html FILE] [--json FILE] [--names LIST] [--quiet] TRAINED INPUT\n"
     "\n"
     "Judges every test line of INPUT with the trained network TRAINED, as evaluate does but\n"
     "without writing a judged copy, and prints the report of 'veltra evaluate --report'\n"
     "(see 'veltra evaluate --help' for its figures).\n"
     "\n"
     "--html FILE  writes a page: the confusion matrix as a heat map, the per-state table, the\n"
-    "             calibration diagram, and the CP and DP figures that training wrote into\n"
-    "             TRAINED, per test, as bars. The page holds all it shows (no script, no\n"
-    "             other file) and opens from disk in any browser.\n"
-    "--json FILE  writes the figures to FILE as JSON.\n";
+    "             calibration diagram, the tests, and the misclassified lines (the first\n"
+    "             200). Per test it shows the CP and DP figures that training wrote into\n"
+    "             TRAINED, and what the test contributed to the lines where it was observed:\n"
+    "             the mean size of its change, how far the most probable state's probability\n"
+    "             moves when its result is left out (the figure 'veltra explain' shows for one\n"
+    "             field), and the share of lines whose most probable state is another without\n"
+    "             it. The page holds all it shows (no script, no other file) and opens from\n"
+    "             disk in any browser, a phone's included.\n"
+    "--json FILE  writes the figures to FILE as JSON.\n"
+    "--names LIST names the states, as in evaluate.\n";
 
 const char* const kCheckHelp =
     "Usage: veltra check [--quiet] NETWORK\n"
@@ -230,7 +243,8 @@ int EvaluateCommand(const std::vector<std::string>& args, const Options& options
     Engine engine(console);
     if (!engine.LoadTrained(network)) return 1;
     if (options.report || !options.json.empty())
-        return MakeReport(engine, {{network, input}, output, options.report, options.json, ""});
+        return MakeReport(engine,
+                          {{network, input}, output, options.report, options.json, "", options.names});
     const GivenInput in(input);
     const GivenOutput out(output);
     if (!in.Ready()) return console.Error("cannot read standard input"), 1;
@@ -254,7 +268,7 @@ int ReportCommand(const std::vector<std::string>& args, const Options& options)
         return 1;
     Engine engine(console);
     if (!engine.LoadTrained(network)) return 1;
-    return MakeReport(engine, {{network, input}, "", true, options.json, options.html});
+    return MakeReport(engine, {{network, input}, "", true, options.json, options.html, options.names});
 }
 
 int ExplainCommand(const std::vector<std::string>& args, const Options& options)
@@ -327,7 +341,7 @@ struct Command {
     size_t minArgs;
     size_t maxArgs;
     // Its options besides --quiet, blank-separated; "=" after a name marks an option followed by
-    // a file name.
+    // a value: a file name, or the list of --names.
     const char* options;
     // Whether its arguments are test results, which may begin with "--": then only the exact
     // option names are options.
@@ -338,9 +352,9 @@ struct Command {
 const Command kCommands[] = {
     {"train", kTrainHelp, 3, 3, "", false, TrainCommand},
     {"classify", kClassifyHelp, 1, SIZE_MAX, "--tsv", true, ClassifyCommand},
-    {"evaluate", kEvaluateHelp, 3, 3, "--report --json=", false, EvaluateCommand},
+    {"evaluate", kEvaluateHelp, 3, 3, "--report --json= --names=", false, EvaluateCommand},
     {"explain", kExplainHelp, 1, SIZE_MAX, "", true, ExplainCommand},
-    {"report", kReportHelp, 2, 2, "--html= --json=", false, ReportCommand},
+    {"report", kReportHelp, 2, 2, "--html= --json= --names=", false, ReportCommand},
     {"check", kCheckHelp, 1, 1, "", false, CheckCommand},
 };
 
@@ -389,6 +403,12 @@ int Run(const Command& command, int argc, char** argv)
         } else if (IsOption(command, arg, takesFile)) {
             if (!takesFile) {
                 (arg == "--tsv" ? options.tsv : arg == "--report" ? options.report : options.quiet) = true;
+                continue;
+            }
+            if (arg == "--names") {
+                std::string problem;
+                if (i + 1 == argc) return Usage(command, "--names needs a list of names");
+                if (!options.names.Parse(argv[++i], problem)) return Usage(command, "--names: " + problem);
                 continue;
             }
             if (i + 1 == argc) return Usage(command, arg + " needs a file name");

@@ -47,7 +47,7 @@ echo
 echo "== The report as a page"
 echo "\$ $veltra report $out/trained.txt $example/eval.txt --html $out/report.html"
 $veltra report $out/trained.txt $example/eval.txt --html $out/report.html >/dev/null
-echo "Open $out/report.html in a browser: confusion matrix, per-state figures, calibration, CP and DP per test."
+echo "Open $out/report.html in a browser (a phone's too): confusion matrix, per-state figures, calibration, what each test contributed, misclassified lines."
 
 echo
 echo "== Classifying a few held-out fields, one of each kind"

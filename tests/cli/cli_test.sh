@@ -43,8 +43,20 @@ for command in train classify evaluate explain report check; do
 done
 run usage "too many arguments" 2 "" $'veltra check: wrong number of arguments\nUsage: veltra check [--quiet] NETWORK\n' "" check network.txt trained.txt
 run usage "--tsv is no argument" 2 "" $'veltra classify: wrong number of arguments\nUsage: veltra classify [--tsv] [--quiet] NETWORK [RESULTS...]\n' "" classify --tsv
-run usage "option of another command" 2 "" $'veltra evaluate: unknown option --tsv\nUsage: veltra evaluate [--report] [--json FILE] [--quiet] NETWORK INPUT OUTPUT\n' "" evaluate --tsv trained.txt eval.txt out.txt
-run usage "option without its file" 2 "" $'veltra evaluate: --json needs a file name\nUsage: veltra evaluate [--report] [--json FILE] [--quiet] NETWORK INPUT OUTPUT\n' "" evaluate trained.txt eval.txt out.txt --json
+evaluate_usage=$'\nUsage: veltra evaluate [--report] [--json FILE] [--names LIST] [--quiet] NETWORK INPUT OUTPUT\n'
+run usage "option of another command" 2 "" "veltra evaluate: unknown option --tsv$evaluate_usage" "" evaluate --tsv trained.txt eval.txt out.txt
+run usage "option without its file" 2 "" "veltra evaluate: --json needs a file name$evaluate_usage" "" evaluate trained.txt eval.txt out.txt --json
+# Names that do not fit the states are a wrong command line, told before anything is judged.
+while IFS='|' read -r names problem; do
+    run usage "--names $names" 2 "" "veltra evaluate: --names$problem$evaluate_usage" "" evaluate --report --names "$names" kinds.txt labelled.txt out.txt
+done <<'ROWS'
+a=alpha,b|: "b" is not STATE=NAME
+ab=alpha|: "ab=alpha": a state is one character
+a= |: "a=": the name is empty
+a=alpha,a=again|: a is named twice
+|: "" is not STATE=NAME
+ROWS
+run usage "--names of no state" 2 "" $'veltra report: --names: x is no state of kinds.txt (its states: a b c d)\n' "" report --names a=alpha,x=ex kinds.txt labelled.txt
 
 # Training writes nothing on standard output; its warnings and summary go to standard error
 # (--quiet: nothing). A failure says why, with the file and line at fault when the library's
@@ -120,6 +132,12 @@ fi
 
 run report "report without a judged copy" 0 "${report%.}" "" "" report --json figures.json kinds.txt labelled.txt
 ! in_group report || same figures.json kinds-figures.json
+# Named states label the matrix, the tables and the misclassified lines; the JSON adds the names.
+run report "named states" 0 "Report: 9 test lines*"$'\n          alpha  bravo      c      d\nalpha         3      1      1      0\n*\nbravo        0.6667     0.6667     0.6667          3\n*\nLine  Expected     Most probable  Probability  Runner-up  Probability  Results\n   5  alpha        bravo               0.6400  alpha           0.1200  y\n   6  bravo        alpha               0.6400  bravo           0.1200  x\n   9  alpha/bravo  c                   0.6400  alpha           0.1200  z\n  10  d            alpha               0.6400  bravo           0.1200  x\n' "" "" report --names 'a=alpha, b = bravo' kinds.txt labelled.txt
+run report "named states in the JSON" 0 '*{"state": "a", "name": "alpha", *{"state": "c", "name": "c", *"misclassified": [*{"line": 9, "expected": "ab", "results": "z", "most_probable": "c", *' "" "" report --names a=alpha --json - kinds.txt labelled.txt
+# The text report lists the first 20 misclassified lines: 21 "x" lines expected b, all answered a.
+{ for i in $(seq 21); do printf ';TESTS\tb\tx\n'; done; } >misses.txt
+run report "misclassified lines cut at 20" 0 "*Misclassified: 21 of 21 test lines*"$'\n  20  b   *\n... and 1 more (--json FILE lists them all)\n' "" "" report kinds.txt misses.txt
 # x is no state of trained.txt: a row of its own, and a log loss of -ln 1e-15.
 run report "expected state unknown" 0 "Report: 1 test lines, 0 right*"$'\nx           1    0\n*\nLog loss: 34.5388\n*' "" "" report trained.txt unknown.txt
 run report "untrained network" 1 "" $'veltra report: network.txt holds no probabilities; train it first\n' "" report network.txt eval.txt

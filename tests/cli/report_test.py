@@ -11,8 +11,9 @@ import xml.etree.ElementTree as ElementTree
 from pathlib import Path
 
 # The JSON's names and labels, which the page shows as headings, not as figures.
-LABELS = (r"network|input|network_states|states\.\d+|per_state\.\d+\.state"
-          r"|calibration\.\d+\.(from|to|right)|tests\.\d+\.(tag|description)")
+LABELS = (r"network|input|network_states|states\.\d+|per_state\.\d+\.(state|name)"
+          r"|calibration\.\d+\.(from|to|right)|tests\.\d+\.(tag|description)"
+          r"|misclassified\.\d+\.(expected|results|most_probable|runner_up)")
 # What would make the page fetch or run anything.
 FOREIGN = r"<(script|link|img|iframe|object|embed)\b|\s(src|href|on\w+)=|url\(|@import"
 
