@@ -23,7 +23,9 @@ for job in "$@"; do
       missing mcs mono-mcs; missing mono mono-runtime
       parallel --version 2>/dev/null | grep -q 'GNU parallel' || need+=(parallel)
       /usr/bin/python3 -c 'import dask.distributed' 2>/dev/null || need+=(python3-dask python3-distributed)
-      /usr/bin/python3 -c 'import numpy' 2>/dev/null || need+=(python3-numpy) ;;
+      /usr/bin/python3 -c 'import numpy' 2>/dev/null || need+=(python3-numpy)
+      # The report page's test renders it at a phone's width in Debian's headless Chromium.
+      missing chromium chromium ;;
     fuzz)
       missing cmake cmake; missing make make; missing clang++-14 clang-14
       dpkg -s libclang-rt-14-dev >/dev/null 2>&1 || need+=(libclang-rt-14-dev) ;;
