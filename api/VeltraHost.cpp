@@ -496,4 +496,29 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_evaluate(veltra_eng
     });
 }
 
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_write_tests(veltra_engine* engine,
+                                                                         const char* network,
+                                                                         const int32_t* tests, int32_t count,
+                                                                         const char* output)
+{
+    if (!network || !output || count < 0 || (count > 0 && !tests))
+        return Invalid(engine, "veltra_engine_write_tests", "a pointer is null or the count is negative");
+    return Call(engine, [&](HostEngine& e) {
+        e.WriteTests(String(network), tests, count, String(output));
+        return VELTRA_OK;
+    });
+}
+
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_cut(veltra_engine* engine, const char* chosen,
+                                                                 const char* input, const char* output,
+                                                                 int64_t* cut)
+{
+    if (!chosen || !input || !output) return Invalid(engine, "veltra_engine_cut", "a file name is null");
+    return Call(engine, [&](HostEngine& e) {
+        const int64_t lines = e.CutFile(String(chosen), String(input), String(output));
+        if (cut) *cut = lines;
+        return VELTRA_OK;
+    });
+}
+
 }  // extern "C"

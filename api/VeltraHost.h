@@ -208,6 +208,32 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_evaluate(veltra_eng
                                                                       void* context, int64_t* right,
                                                                       int64_t* wrong);
 
+/* A network cut down to chosen tests. Naive Bayes counts and multiplies test by test: a network
+ * trained on cut samples classifies a cut field exactly as the full network, trained on the full
+ * samples, classifies the field with the other tests' results "-".
+ *
+ * Writes to `output` the network description file `network` holding only the tests at the
+ * `count` positions `tests` (in the order of the results, from 0, in any order, each once). The
+ * file's lines are kept as they are and where they are: comments, parameters, the hypothesis
+ * line, the probability lines of the states and of the chosen tests, the chosen tests' lines; the
+ * other tests' lines and probability lines are left out. A description that does not load, a
+ * position outside its tests or listed twice, or no position at all fails the call. The engine's
+ * network stays as it is. */
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_write_tests(veltra_engine* engine,
+                                                                         const char* network,
+                                                                         const int32_t* tests, int32_t count,
+                                                                         const char* output);
+/* Cuts the labelled file `input` (a sample or evaluation file) to the tests of the description
+ * file `chosen` and writes it to `output`. The loaded network is the full one: every test of
+ * `chosen` must be one of its tests (by tag), in the same order. The results of every test line
+ * (";TESTS\t", as training reads it; full stops removed) keep the characters of the chosen tests;
+ * every other line is copied as it is. A test line whose results do not fit the loaded network
+ * fails the call, naming `input` and the line. *cut (may be null) receives the number of test
+ * lines cut. */
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_cut(veltra_engine* engine, const char* chosen,
+                                                                 const char* input, const char* output,
+                                                                 int64_t* cut);
+
 #ifdef __cplusplus
 }
 #endif

@@ -55,7 +55,7 @@ void BayesianEngine::InitializeThruFile(String path)
     LoadFile(path.str(), path);
 }
 
-void BayesianEngine::LoadFile(const std::string& path, const String& name, std::string* kept)
+std::string BayesianEngine::ReadDescription(const std::string& path, const String& name)
 {
     m_place = {name, 0};
     std::ifstream in(path.c_str());
@@ -70,6 +70,14 @@ void BayesianEngine::LoadFile(const std::string& path, const String& name, std::
         text += '\n';
     }
     in.close();
+    m_place = Place();
+    return text;
+}
+
+void BayesianEngine::LoadFile(const std::string& path, const String& name, std::string* kept)
+{
+    std::string text = ReadDescription(path, name);
+    m_place = {name, 0};
     try {
         m_network.Load(String(text));
     } catch (...) {

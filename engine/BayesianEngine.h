@@ -131,6 +131,10 @@ protected:
     // Counts one sample as AddSample(String(state), results) does: the fast way where it counts
     // the sample, the keyed way otherwise.
     void CountSample(char state, const char* results, int32_t length);
+    // The description file at `path` as one text, each line followed by "\n" (so a file that
+    // ends with a newline ends in "\n\n"); messages name it `name`. Raises "Cannot open file:
+    // <name>" and the line reader's failures, naming the line.
+    std::string ReadDescription(const std::string& path, const String& name);
     // Loads the description file at `path`; messages name it `name` (the output a trained file
     // is read back from is named as the caller gave it, never as its temporary). The text read,
     // each line followed by "\n", goes to *text when given.

@@ -43,6 +43,21 @@ public:
     // A training run from counts (TrainFromCounts), after clearing the caches.
     void TrainFreshFromCounts(const String& networkFile, const int64_t* counts, const String& outputFile);
 
+    // Writes to `outputFile` the description file `networkFile` with only the tests at the
+    // `count` positions `tests` (in results order, from 0, each once), as KeepTests keeps them;
+    // the output replaces the file whole at the end (OutputFile). The engine's network stays as it
+    // is. Raises what loading the file raises, "No test <i>: there are <n>", "Test <i> is chosen
+    // twice", "No test is chosen", and the refusals of FileChecks and OutputFile.
+    void WriteTests(const String& networkFile, const int32_t* tests, int32_t count, const String& outputFile);
+    // Cuts the labelled file `inputFile` to the tests of the description file `chosenFile` (CutLine)
+    // and writes it to `outputFile`, replaced whole at the end. The loaded network is the full one:
+    // each test of the chosen description must be one of its tests, by tag, in the same order.
+    // Returns the number of test lines cut. Raises "Network has not been initialized yet", what
+    // loading the chosen file raises, "Test <tag> is no test of the loaded network", "Test <tag>
+    // comes before <tag> in the loaded network, not after it", "<file> holds no test", CutLine's failures
+    // naming the input's line, and the refusals of FileChecks and OutputFile.
+    int64_t CutFile(const String& chosenFile, const String& inputFile, const String& outputFile);
+
     // The figures of the last load or training, and what they leave unknown (absent tags).
     const StatedFigures& GetStatedFigures() const { return m_figures; }
 

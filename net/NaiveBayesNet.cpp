@@ -7,6 +7,7 @@
 #include <cstring>
 #include <iostream>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "safe/Numbers.h"
@@ -29,7 +30,79 @@ Ptr<Vector<String>> SplitQuoted(const String& line)
     });
 }
 
+// A probability line's key and value: without blanks, tabs and line ends, cut at "(" and ")"
+// (as GetTokens cuts, up to a zero byte): "P", the key, then "=" and the value.
+std::pair<String, double> ProbabilityOfLine(const String& line)
+{
+    std::string compact;
+    compact.reserve(static_cast<size_t>(line.Length()));
+    for (char c : line.str())
+        if (c != ' ' && c != '\t' && c != '\r' && c != '\n') compact += c;
+    const char* tokens[3];
+    size_t lengths[3], count = 0;
+    for (const char* p = compact.c_str() + std::strspn(compact.c_str(), "()"); *p && count < 3;
+         p += std::strspn(p, "()")) {
+        tokens[count] = p;
+        lengths[count] = std::strcspn(p, "()");
+        p += lengths[count++];
+    }
+    const std::string_view third = count == 3 ? std::string_view(tokens[2], lengths[2]) : std::string_view();
+    if (third.find('=') == std::string_view::npos) {
+        // Too few tokens or no "=": the keyed reading raises the table's or the string's message.
+        AutoPtr<Vector<String>> pieces(String(compact).GetTokens("()", true));
+        const String& key = (*pieces)[1];
+        return {key, ReadNumber((*pieces)[2].AfterFirst("=").c_str())};
+    }
+    const std::string value(third.substr(third.find('=') + 1));
+    return {String(std::string(tokens[1], lengths[1])), ReadNumber(value.c_str())};
+}
+
+// A test line's tag: the text left of its first "=", trimmed.
+String TagOfTestLine(const String& line)
+{
+    return line.BeforeFirst("=").Trim();
+}
+
 }  // namespace
+
+void NaiveBayesNet::ForEachLine(const String& text, const std::function<void(const DescriptionLine&)>& each)
+{
+    // Lines end at CR, LF or CR LF alike and empty lines vanish, as GetTokens("\r\n", true) cuts
+    // the text (up to a zero byte); the line number counts the line ends before a line. Kinds
+    // are told apart by prefix alone, in this order.
+    const std::string& all = text.str();
+    const size_t end = std::strlen(all.c_str());
+    int64_t number = 1;
+    for (size_t at = 0; at < end;) {
+        if (all[at] == '\r' || all[at] == '\n') {
+            at += all[at] == '\r' && at + 1 < end && all[at + 1] == '\n' ? 2 : 1;
+            ++number;
+            continue;
+        }
+        const size_t stop = std::min(all.find_first_of("\r\n", at), end);
+        DescriptionLine line{DescriptionLine::Kind::kTest, String(all.substr(at, stop - at)).Trim(), at, stop,
+                             number};
+        at = stop;
+        if (line.text.Length() == 0) continue;
+        if (line.text.StartsWith("#"))
+            line.kind = DescriptionLine::Kind::kComment;
+        else if (line.text.StartsWith("PARAMETER"))
+            line.kind = DescriptionLine::Kind::kParameter;
+        else if (line.text.StartsWith("P"))
+            line.kind = DescriptionLine::Kind::kProbability;
+        else if (line.text.StartsWith("H"))
+            line.kind = DescriptionLine::Kind::kHypothesis;
+        each(line);
+    }
+}
+
+String NaiveBayesNet::TestTagOf(const DescriptionLine& line)
+{
+    if (line.kind == DescriptionLine::Kind::kTest) return TagOfTestLine(line.text);
+    if (line.kind != DescriptionLine::Kind::kProbability) return String();
+    const String key = ProbabilityOfLine(line.text).first;
+    return IsConditionalKey(key) ? TagOfKey(key) : String();
+}
 
 NaiveBayesNet::NaiveBayesNet()
 {
@@ -99,37 +172,30 @@ void NaiveBayesNet::Load(const String& text)
 
     m_facts = LoadFacts();
     bool sawProbability = false;
-    // Lines end at CR, LF or CR LF alike and empty lines vanish, as GetTokens("\r\n", true) cuts
-    // the text (up to a zero byte); the line number counts the line ends before a line.
-    const std::string& all = text.str();
-    const size_t end = std::strlen(all.c_str());
-    int64_t number = 1;
-    for (size_t at = 0; at < end;) {
-        if (all[at] == '\r' || all[at] == '\n') {
-            at += all[at] == '\r' && at + 1 < end && all[at + 1] == '\n' ? 2 : 1;
-            ++number;
-            continue;
-        }
-        const size_t stop = std::min(all.find_first_of("\r\n", at), end);
-        const String line = String(all.substr(at, stop - at)).Trim();
-        at = stop;
-        if (line.Length() == 0 || line.StartsWith("#")) continue;
+    ForEachLine(text, [&](const DescriptionLine& line) {
         try {
-            if (line.StartsWith("PARAMETER")) {
-                ReadParameterLine(line);
-            } else if (line.StartsWith("P")) {
-                ReadProbabilityLine(line);
-                sawProbability = true;
-            } else if (line.StartsWith("H")) {
-                ReadHypothesisLine(line);
-            } else {
-                ReadTestLine(line);
+            switch (line.kind) {
+                case DescriptionLine::Kind::kComment:
+                    break;
+                case DescriptionLine::Kind::kParameter:
+                    ReadParameterLine(line.text);
+                    break;
+                case DescriptionLine::Kind::kProbability:
+                    ReadProbabilityLine(line.text);
+                    sawProbability = true;
+                    break;
+                case DescriptionLine::Kind::kHypothesis:
+                    ReadHypothesisLine(line.text);
+                    break;
+                case DescriptionLine::Kind::kTest:
+                    ReadTestLine(line.text);
+                    break;
             }
         } catch (...) {
-            m_facts.failedLine = number;
+            m_facts.failedLine = line.number;
             throw;
         }
-    }
+    });
 
     if (m_hypothesis.IsNull()) VELTRA_RAISE("Network must contain a hypothesis (H)");
     // A description without probability lines declares the structure only: no sums to check.
@@ -145,30 +211,8 @@ void NaiveBayesNet::ReadParameterLine(const String& line)
 
 void NaiveBayesNet::ReadProbabilityLine(const String& line)
 {
-    // Without blanks, tabs and line ends, cut at "(" and ")" (as GetTokens cuts, up to a zero
-    // byte): "P", the key, then "=" and the value.
-    std::string compact;
-    compact.reserve(static_cast<size_t>(line.Length()));
-    for (char c : line.str())
-        if (c != ' ' && c != '\t' && c != '\r' && c != '\n') compact += c;
-    const char* tokens[3];
-    size_t lengths[3], count = 0;
-    for (const char* p = compact.c_str() + std::strspn(compact.c_str(), "()"); *p && count < 3;
-         p += std::strspn(p, "()")) {
-        tokens[count] = p;
-        lengths[count] = std::strcspn(p, "()");
-        p += lengths[count++];
-    }
-    const std::string_view third = count == 3 ? std::string_view(tokens[2], lengths[2]) : std::string_view();
-    if (third.find('=') == std::string_view::npos) {
-        // Too few tokens or no "=": the keyed reading raises the table's or the string's message.
-        AutoPtr<Vector<String>> pieces(String(compact).GetTokens("()", true));
-        const String& key = (*pieces)[1];
-        ReadProbability(key, ReadNumber((*pieces)[2].AfterFirst("=").c_str()));
-        return;
-    }
-    const std::string value(third.substr(third.find('=') + 1));
-    ReadProbability(String(std::string(tokens[1], lengths[1])), ReadNumber(value.c_str()));
+    const std::pair<String, double> probability = ProbabilityOfLine(line);
+    ReadProbability(probability.first, probability.second);
 }
 
 void NaiveBayesNet::ReadProbability(const String& key, double value)
@@ -192,7 +236,7 @@ void NaiveBayesNet::ReadHypothesisLine(const String& line)
 
 void NaiveBayesNet::ReadTestLine(const String& line)
 {
-    String tag = line.BeforeFirst("=").Trim();
+    String tag = TagOfTestLine(line);
     AutoPtr<Vector<String>> pieces(SplitQuoted(line));
     // The tests table owns the test once it holds it.
     FillOrDelete(NewObject<BayesTest>(tag, (*pieces)[0], m_hypothesis), [&](BayesTest& test) {

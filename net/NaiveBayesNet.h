@@ -8,12 +8,24 @@
 #ifndef VELTRA_NET_NAIVEBAYESNET_H
 #define VELTRA_NET_NAIVEBAYESNET_H
 
+#include <functional>
+
 #include "net/BayesTest.h"
 #include "net/CompiledNetwork.h"
 #include "net/Hypothesis.h"
 #include "net/InferenceCache.h"
 
 namespace veltra {
+
+// One line of a network description as the reader tells it apart.
+struct DescriptionLine {
+    enum class Kind { kComment, kParameter, kProbability, kHypothesis, kTest };
+    Kind kind;
+    String text;     // trimmed
+    size_t begin;    // the untrimmed line's first byte in the description's text
+    size_t end;      // and the byte after its last, its line end excluded
+    int64_t number;  // the line's number, counting the line ends before it
+};
 
 // The two per-test figures of a trained network (see GetCPValues and GetDPValues).
 enum class TestFigure { kCP, kDP };
@@ -43,6 +55,14 @@ public:
     // Dispatches on "|": state keys go to the hypothesis, conditional keys to the test of their
     // tag. Raises "NaiveBayesNet does not contain test with tag: <tag>".
     virtual double GetProbability(const String& key) const;
+
+    // The lines of a description as Load reads them: the text is cut at CR, LF and CR LF alike
+    // (up to a zero byte), and every line that is not blank once trimmed goes to `each`, in
+    // order, with its kind. Raises nothing itself.
+    static void ForEachLine(const String& text, const std::function<void(const DescriptionLine&)>& each);
+    // The tag of the test a line belongs to: a test line's own, a probability line's when its key
+    // is a test's; "" for the other lines. Raises as Load would on a malformed line.
+    static String TestTagOf(const DescriptionLine& line);
 
     // Replaces the network by the described one. The old hypothesis and tests are deleted;
     // parameters and caches are kept. Raises "Wrong format in line:\n<text>",

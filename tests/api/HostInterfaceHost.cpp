@@ -159,6 +159,22 @@ void Reasons(const std::string& data)
                         : -1;
          },
          VELTRA_FAILED, "Expected 4 test results but got 3. Test results:\nabq [:2]"},
+        {"a position outside the tests", nullptr,
+         [&](Host& h) {
+             const int32_t tests[] = {1, 2};
+             return veltra_engine_write_tests(h.engine, network.c_str(), tests, 2, (dir + "out.net").c_str());
+         },
+         VELTRA_FAILED, "No test 2: there are 2 [" + network + ":0]"},
+        {"a test line to cut that does not fit", twoTests,
+         [&](Host& h) {
+             return veltra_engine_cut(h.engine, network.c_str(), (dir + "bad-input.txt").c_str(),
+                                      (dir + "out.txt").c_str(), nullptr);
+         },
+         VELTRA_FAILED, "Expected 2 test results but got 3. Test results:\nyyy [<dir>bad-input.txt:2]"},
+        {"no chosen tests", nullptr,
+         [&](Host& h) { return veltra_engine_write_tests(h.engine, network.c_str(), nullptr, 1, "out.net"); },
+         VELTRA_INVALID_ARGUMENT,
+         "veltra_engine_write_tests: a pointer is null or the count is negative [:0]"},
 #if !defined(_WIN32)
         {"a full device", twoTests,
          [&](Host& h) {
