@@ -48,6 +48,7 @@ const char* const kUsage =
     "  report [--html FILE] [--json FILE] [--names LIST] TRAINED INPUT\n"
     "                                        report on a labelled file, as a page with --html\n"
     "  check NETWORK                         load a network description, list its states and tests\n"
+    "  cut NETWORK CHOSEN INPUT OUTPUT       cut a labelled file to the tests of CHOSEN\n"
     "\n"
     "Results go to standard output; progress (on a terminal), warnings and errors to standard\n"
     "error; --quiet leaves errors only. \"-\" reads standard input or writes standard output\n"
@@ -139,6 +140,19 @@ const char* const kCheckHelp =
     "in which their results are written, or reports why it does not load. For a network with\n"
     "probabilities, it says after how many observed tests a product of its smallest\n"
     "probabilities underflows to 0 (every state would then get probability 0).\n";
+
+const char* const kCutHelp =
+    "Usage: veltra cut [--quiet] NETWORK CHOSEN INPUT OUTPUT\n"
+    "\n"
+    "Cuts the labelled file INPUT (samples, or fields to evaluate) down to the tests of CHOSEN\n"
+    "and writes it to OUTPUT. CHOSEN is a description of some of the tests of NETWORK, by tag\n"
+    "and in the same order: NETWORK cut down to them (whose other lines it keeps or not). The\n"
+    "results of every test line (\";TESTS<tab>states<tab>results\", full stops removed) keep\n"
+    "the characters of CHOSEN's tests; every other line is copied as it is. A summary goes to\n"
+    "standard error.\n"
+    "\n"
+    "CHOSEN trained on cut samples classifies a cut field exactly as NETWORK, trained on the\n"
+    "full samples, classifies the field with the other tests' results \"-\".\n";
 
 // Whether the two names are one and the same file, however spelt or linked.
 bool SameFile(const std::string& a, const std::string& b)
@@ -335,6 +349,26 @@ int CheckCommand(const std::vector<std::string>& args, const Options& options)
     return 0;
 }
 
+int CutCommand(const std::vector<std::string>& args, const Options& options)
+{
+    const std::string &network = args[0], &chosen = args[1], &input = args[2], &output = args[3];
+    Console console("cut", options.quiet);
+    // The network is no input of the cut, but a cut must not replace it either.
+    if (SameFile(output, network))
+        return console.Error("the output " + output + " would overwrite the network"), 1;
+    Engine engine(console);
+    if (!engine.Load(network)) return 1;
+    const GivenInput in(input);
+    const GivenOutput out(output);
+    if (!in.Ready()) return console.Error("cannot read standard input"), 1;
+    if (veltra_engine_cut(engine.get(), chosen.c_str(), in.Path().c_str(), out.Path().c_str(), nullptr) !=
+        VELTRA_OK)
+        return engine.Failed({{in.Path(), in.Shown()}, {out.Path(), out.Shown()}}), 1;
+    console.EndProgress();
+    if (!out.Deliver()) return console.Error("cannot write standard output"), 1;
+    return 0;
+}
+
 struct Command {
     const char* name;
     const char* help;
@@ -356,6 +390,7 @@ const Command kCommands[] = {
     {"explain", kExplainHelp, 1, SIZE_MAX, "", true, ExplainCommand},
     {"report", kReportHelp, 2, 2, "--html= --json= --names=", false, ReportCommand},
     {"check", kCheckHelp, 1, 1, "", false, CheckCommand},
+    {"cut", kCutHelp, 4, 4, "", false, CutCommand},
 };
 
 // Whether `arg` is one of the command's options, and whether a file name follows it.

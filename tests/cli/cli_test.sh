@@ -37,7 +37,7 @@ run usage "help" 0 "$usage" "" "" --help
 run usage "-h" 0 "$usage" "" "" -h
 run usage "version" 0 "veltra 2.6.0 (host interface 1)"$'\n' "" "" --version
 err_pattern=1 run usage "unknown command" 2 "" "veltra: unknown command frob"$'\n\n'"$usage" "" frob
-for command in train classify evaluate explain report check; do
+for command in train classify evaluate explain report check cut; do
     run usage "$command --help" 0 "Usage: veltra $command *" "" "" "$command" x --help
     run usage "$command -h" 0 "Usage: veltra $command *" "" "" "$command" -h
 done
@@ -164,6 +164,22 @@ run check "trained" 0 $'trained.txt: hypothesis Kind, 2 states, 2 tests\n*\nProb
 run check "more than one character" 0 $'wide.txt: hypothesis Kind, 1 state, 1 test\nStates: dd\nTests, one result character each, in this order:\n   1  T  x,yz  Ends in x\nProbabilities: none; train the network before classifying with it\n' $'veltra check: warning: state "dd" is not one character\nveltra check: warning: value "yz" of test T is not one character\n' "" check wide.txt
 run check "faulty network" 1 "" $'veltra check: broken.txt, line 2: String: Digits does not contain: =\n' "" check broken.txt
 run check "missing network" 1 "" $'veltra check: Cannot open file: missing.txt\n' "" check missing.txt
+
+# A labelled file cut to the tests of a description naming some of the network's, in its order.
+printf 'H = Kind "d,n"\nBlank = Has a blank "y,n"\n' >blank.txt
+printf 'H = Kind "d,n"\nBlank = b "y,n"\nDigits = d "y,n"\n' >swapped.txt
+printf 'H = Kind "d,n"\nSize = s "y,n"\n' >size.txt
+printf '# no test\nH = Kind "d,n"\n' >none.txt
+run cut "to one test, standard input to standard output" 0 $'# Three labelled fields.\n;TESTS\td\tn\n;TESTS\tn\ty\n;TESTS\tdn\t-\n' $'Test lines cut: 3, to 1 of 2 tests\n' "$(cat eval.txt)"$'\n' cut network.txt blank.txt - -
+run cut "quietly, to both tests" 0 "" "" "" cut --quiet trained.txt network.txt eval.txt out.txt
+! in_group cut || lf <out.txt | cmp -s - <(sed 's/-\.-/--/' eval.txt) || fail "cut to both tests: not eval.txt without its full stops"
+run cut "line that does not fit" 1 "" $'veltra cut: bad.txt, line 3: Expected 2 test results but got 3. Test results:\nyyy\n' "" cut network.txt blank.txt bad.txt out.txt
+run cut "test not in the network" 1 "" $'veltra cut: size.txt, line 2: Test Size is no test of the loaded network\n' "" cut network.txt size.txt eval.txt out.txt
+run cut "tests in another order" 1 "" $'veltra cut: swapped.txt, line 3: Test Digits comes before Blank in the loaded network, not after it\n' "" cut network.txt swapped.txt eval.txt out.txt
+run cut "no test chosen" 1 "" $'veltra cut: none.txt holds no test\n' "" cut network.txt none.txt eval.txt out.txt
+run cut "faulty chosen description" 1 "" $'veltra cut: broken.txt, line 2: String: Digits does not contain: =\n' "" cut network.txt broken.txt eval.txt out.txt
+run cut "output is the network" 1 "" $'veltra cut: the output network.txt would overwrite the network\n' "" cut network.txt blank.txt eval.txt network.txt
+run cut "output is the input" 1 "" $'veltra cut: Output would overwrite an input file: ./eval.txt\n' "" cut network.txt blank.txt eval.txt ./eval.txt
 
 # The bundled example end to end, and its files as the generator writes them.
 err_pattern=1 run example "trains the example" 0 "" "*End of training.*Total sample count: 2000"$'\n' "" train "$source"/examples/fields/{network,train}.txt example.txt
