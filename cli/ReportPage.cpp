@@ -269,7 +269,7 @@ std::string TestTable(const std::vector<TestFigures>& tests)
     });
     std::string table =
         "<div class=\"scroll\"><table><tr><th>Test</th><th>Change</th><th>Winner changes</th><th>Lines "
-        "observed</th><th>CP</th><th>DP</th><th>Description</th></tr>";
+        "observed</th><th>CP</th><th>DP</th><th class=\"left\">Description</th></tr>";
     for (size_t t : order) {
         const TestFigures& test = tests[t];
         const TestContribution& c = test.contribution;
