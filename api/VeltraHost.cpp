@@ -11,6 +11,7 @@
 #include <string>
 #include <string_view>
 
+#include "engine/CrossValidation.h"
 #include "engine/HostEngine.h"
 #include "safe/OutputFile.h"
 
@@ -93,6 +94,27 @@ public:
 
 private:
     veltra_judged_callback m_callback;
+    void* m_context;
+    std::string m_expected, m_results;
+};
+
+// Tells a host's verdict callback, with its texts made NUL-terminated.
+class VerdictsToHost final : public veltra::FoldVerdicts {
+public:
+    VerdictsToHost(veltra_verdict_callback callback, void* context) : m_callback(callback), m_context(context)
+    {
+    }
+    void Verdict(int32_t fold, int64_t line, std::string_view expected, std::string_view results,
+                 int32_t count, const char* states, const double* probabilities) override
+    {
+        m_expected.assign(expected);
+        m_results.assign(results);
+        Tell(m_callback, m_context, fold, line, m_expected.c_str(), m_results.c_str(), count, states,
+             probabilities);
+    }
+
+private:
+    veltra_verdict_callback m_callback;
     void* m_context;
     std::string m_expected, m_results;
 };
@@ -517,6 +539,25 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_cut(veltra_engine* 
     return Call(engine, [&](HostEngine& e) {
         const int64_t lines = e.CutFile(String(chosen), String(input), String(output));
         if (cut) *cut = lines;
+        return VELTRA_OK;
+    });
+}
+
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_cross_validate(
+    veltra_engine* engine, const char* network, const char* samples, int32_t folds, uint64_t seed,
+    int32_t flags, veltra_verdict_callback verdict, void* context, int64_t* right, int64_t* wrong)
+{
+    if (!network || !samples) return Invalid(engine, "veltra_engine_cross_validate", "a file name is null");
+    if (folds < 2) return Invalid(engine, "veltra_engine_cross_validate", "the folds are fewer than 2");
+    if (flags & ~VELTRA_CV_STRATIFIED)
+        return Invalid(engine, "veltra_engine_cross_validate", "the flags hold an unknown flag");
+    return Call(engine, [&](HostEngine& e) {
+        VerdictsToHost tell(verdict, context);
+        veltra::RunProgress progress;
+        veltra::CrossValidation run(e, {folds, seed, (flags & VELTRA_CV_STRATIFIED) != 0, false}, &progress);
+        run.Read(String(network), String(samples));
+        progress.Expect(1, run.GetLineCount());
+        run.Run(verdict ? &tell : nullptr, right, wrong);
         return VELTRA_OK;
     });
 }

@@ -233,6 +233,33 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_write_tests(veltra_
 VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_cut(veltra_engine* engine, const char* chosen,
                                                                  const char* input, const char* output,
                                                                  int64_t* cut);
+/* Cross-validation: the network of `network` trained and judged K times (K = `folds`, at least
+ * 2) on the test lines of `samples`, each time trained on all folds but one and judged on that
+ * one. The test lines go to the folds in blocks: in file order, K lines at a time, each block to
+ * the K folds in an order shuffled by SplitMix64 from `seed`; with VELTRA_CV_STRATIFIED, within
+ * each expected-states text apart. The same file and seed give the same folds everywhere. Each
+ * fold's model is exactly the description that veltra_engine_train writes and loads for a
+ * sample file holding the other folds' lines, and judges the fold's lines as veltra_engine_classify
+ * and veltra_engine_evaluate would, to the bit. The samples are read once, and refused as
+ * training refuses them (the file and line at fault as the error file and line); the test lines
+ * are held in memory meanwhile. Afterwards the engine holds the description of `network` as
+ * veltra_engine_load_file loads it. */
+#define VELTRA_CV_STRATIFIED 1
+/* veltra_engine_select_tests: forward selection instead of backward elimination. */
+#define VELTRA_SELECT_FORWARD 2
+
+/* Told of each out-of-fold verdict, fold after fold (`fold` from 0), each fold's lines in file
+ * order: as veltra_judged_callback, with the line's fold. */
+typedef void(VELTRA_HOST_CALL* veltra_verdict_callback)(void* context, int32_t fold, int64_t line,
+                                                        const char* expected, const char* results,
+                                                        int32_t count, const char* states,
+                                                        const double* probabilities);
+/* `verdict` (may be null) is told of every judged line; right[f] and wrong[f] (arrays of `folds`
+ * entries, may be null) receive the lines of fold f judged right and wrong. Progress counts the
+ * sample file's lines, then the test lines judged. `flags`: 0 or VELTRA_CV_STRATIFIED. */
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_cross_validate(
+    veltra_engine* engine, const char* network, const char* samples, int32_t folds, uint64_t seed,
+    int32_t flags, veltra_verdict_callback verdict, void* context, int64_t* right, int64_t* wrong);
 
 #ifdef __cplusplus
 }

@@ -185,6 +185,50 @@ void BayesianEngine::CountBlock(const char* lines, size_t length, const String& 
     if (sampleListCount) counts[entries + 1] = 1;
 }
 
+void BayesianEngine::CountInto(int64_t* counts, const std::function<void()>& count)
+{
+    const int32_t entries = PrepareBlock();
+    {
+        // The flat counters go into the count table however the counting ends.
+        struct FoldOnExit {
+            FastPath& fast;
+            ~FoldOnExit() { fast.FoldCounts(); }
+        } fold{m_fast};
+        count();
+    }
+    for (int32_t i = 0; i < entries; ++i) counts[i] += *m_blockEntries[static_cast<size_t>(i)];
+    counts[entries] += m_totalSampleCount;
+}
+
+void BayesianEngine::CountSampleFile(const String& sampleFile)
+{
+    RequireRereadable(sampleFile);
+    std::ifstream samples(sampleFile.c_str());
+    if (!samples.is_open()) VELTRA_RAISE("Cannot open file: ", sampleFile);
+    int32_t sampleListCount = 0;
+    ReadSampleFile(samples, sampleFile, false, sampleListCount);
+}
+
+void BayesianEngine::CountSamples(std::string_view states, std::string_view results)
+{
+    for (char state : states) CountSample(state, results.data(), static_cast<int32_t>(results.size()));
+}
+
+std::string BayesianEngine::ProbabilitySection(const int64_t* counts)
+{
+    const int32_t entries = PrepareBlock();
+    for (int32_t i = 0; i <= entries; ++i) {
+        // What one training run counted stays within 32 bits; a difference of two never passes it.
+        if (counts[i] < 0 || counts[i] > INT32_MAX) VELTRA_RAISE("A count is out of range: ", counts[i]);
+        if (i < entries) *m_blockEntries[static_cast<size_t>(i)] = static_cast<int32_t>(counts[i]);
+    }
+    m_totalSampleCount = static_cast<int32_t>(counts[entries]);
+    OnSamplesRead();
+    std::ostringstream out;
+    WriteProbabilities(out, false, false);
+    return out.str();
+}
+
 void BayesianEngine::WriteTrained(std::istream& network, const String& networkFile, const String& outputFile,
                                   bool counts, const std::function<void(int32_t& sampleListCount)>& count)
 {
@@ -202,7 +246,7 @@ void BayesianEngine::WriteTrained(std::istream& network, const String& networkFi
     OnSamplesRead();
 
     WriteCountTable(out, sampleListCount);
-    WriteProbabilities(out, counts);
+    WriteProbabilities(out, counts, true);
     m_place = {outputFile, 0};
     output.Close();
     m_place = Place();
@@ -378,7 +422,7 @@ void BayesianEngine::WriteCountTable(std::ostream& out, int32_t sampleListCount)
     }
 }
 
-void BayesianEngine::WriteProbabilities(std::ostream& out, bool counts)
+void BayesianEngine::WriteProbabilities(std::ostream& out, bool counts, bool warn)
 {
     AutoPtr<Vector<String>> stateKeys(m_network.GetHypothesisKeys());
     AutoPtr<Vector<String>> conditionalKeys(m_network.GetConditionalKeys());
@@ -389,15 +433,16 @@ void BayesianEngine::WriteProbabilities(std::ostream& out, bool counts)
         String tag = TagOfKey(key);
         String denominatorKey = ObservedKey(StateKeyOfKey(key), tag);
         int32_t numerator = Count(key);
-        if (numerator == 0)
+        if (numerator == 0 && warn)
             WriteMessage(MessageKind::kWarning, "WARNING: found 0 count for state: " + key.str());
         int32_t denominator = Count(denominatorKey);
         double probability;
         if (denominator != 0) {
             probability = static_cast<double>(numerator) / static_cast<double>(denominator);
         } else {
-            WriteMessage(MessageKind::kWarning,
-                         "******WARNING****** Found 0 count for state: " + denominatorKey.str());
+            if (warn)
+                WriteMessage(MessageKind::kWarning,
+                             "******WARNING****** Found 0 count for state: " + denominatorKey.str());
             if (numerator != 0) VELTRA_RAISE("Count number for state: ", key, " should be 0");
             // A test never observed in a state: every value equally likely.
             probability = 1.0 / static_cast<double>(m_network.GetTest(tag).GetValueCount());

@@ -15,6 +15,7 @@
 #include <iosfwd>
 #include <map>
 #include <string>
+#include <string_view>
 
 #include "engine/DubiousData.h"
 #include "engine/FastPath.h"
@@ -63,6 +64,27 @@ public:
     // Raises as reading the sample file in training would, naming the file and line. The count
     // table is seeded once per loaded network, so that a block costs its lines only.
     void CountBlock(const char* lines, size_t length, const String& file, int64_t firstLine, int64_t* counts);
+
+    // Training in parts that a run keeps apart (cross-validation, engine/CrossValidation): the
+    // counts of a run held in arrays of CountEntries() + 1 entries, the count table's in its
+    // order and then the samples, and the probabilities a training run estimates from them.
+    //
+    // Counts what `count` counts (by CountSamples, or by reading a sample file as training reads
+    // it) into the freshly zeroed count table of the loaded network, and adds it to `counts`.
+    // Raises "Network has not been initialized yet", and whatever `count` raises.
+    void CountInto(int64_t* counts, const std::function<void()>& count);
+    // Within CountInto: reads `sampleFile` as a training run reads its samples, with the same
+    // checks, refusals (naming the file and line), messages and progress. Raises "Cannot open
+    // file: <name>", the refusals of FileChecks and those of the sample lines.
+    void CountSampleFile(const String& sampleFile);
+    // Counts one sample of each character of `states` with `results` (full stops removed), as a
+    // sample line counts them. Raises as AddSample does.
+    void CountSamples(std::string_view states, std::string_view results);
+    // The probabilities a training run writes and reloads for the samples counted in `counts`:
+    // the "# Probabilities:" section of the trained file, its prior lines and conditional lines,
+    // byte for byte (its zero-count warnings are not said). The counts go into the count table
+    // first and OnSamplesRead sees them, as in a training run. Raises as estimation does.
+    std::string ProbabilitySection(const int64_t* counts);
 
     // Called once after the sample file has been read, before anything is estimated; a derived
     // engine may adjust the counts here.
@@ -162,7 +184,9 @@ private:
     void WriteTrained(std::istream& network, const String& networkFile, const String& outputFile, bool counts,
                       const std::function<void(int32_t& sampleListCount)>& count);
     void WriteCountTable(std::ostream& out, int32_t sampleListCount) const;
-    void WriteProbabilities(std::ostream& out, bool counts);
+    // The estimation of a training run and its "# Probabilities:" section; with `warn`, its
+    // zero-count warnings are said.
+    void WriteProbabilities(std::ostream& out, bool counts, bool warn);
     void WriteFigures(std::ostream& out, TestFigure kind);
     int32_t Count(const String& key) { return m_countTable.Get(key).m_value; }
     // The count table ready for a block: seeded (and the flat counters mapped) for the loaded

@@ -63,9 +63,10 @@ void FieldClassifier::ProcessSampleLine(String line, int32_t* sampleListCount)
     if (CutFields(line.c_str(), fields, 3) != 3) VELTRA_RAISE("Wrong format in line:\n", line);
     const std::string_view results = WithoutFullStops(fields[2], m_cleaned);
     // One sample per expected state.
-    for (char state : fields[1]) CountSample(state, results.data(), static_cast<int32_t>(results.size()));
+    CountSamples(fields[1], results);
     // An assignment, not an increment: the trained file reports 1 once any sample line was read.
     *sampleListCount = 1;
+    if (m_sampleLines) m_sampleLines->Counted(m_place.line, fields[1], results);
 }
 
 void FieldClassifier::Rank(const char* results, size_t length, bool verbose, FastPath::Caches caches)
@@ -140,13 +141,27 @@ int32_t FieldClassifier::ClassifyFresh(const char* results, char* categories, do
     return CopyRanking(categories, probabilities, capacity);
 }
 
+bool FieldClassifier::WinnerExpected(std::string_view expected) const
+{
+    if (m_ranking.empty()) VELTRA_RAISE("Cannot access element of empty Vector");  // no winner to judge
+    // A line is right when the most probable state is any one of its expected states.
+    return expected.find(m_names[static_cast<size_t>(m_ranking[0])]) != std::string_view::npos;
+}
+
+bool FieldClassifier::JudgeFresh(std::string_view results, std::string_view expected, char* categories,
+                                 double* probabilities, int32_t capacity)
+{
+    Rank(results.data(), results.size(), false, FastPath::Caches::kBypassed);
+    const bool right = WinnerExpected(expected);
+    CopyRanking(categories, probabilities, capacity);
+    return right;
+}
+
 void FieldClassifier::Judge(int64_t number, const std::string_view* fields, std::ostream& out,
                             std::string& text)
 {
     Rank(fields[2].data(), fields[2].size(), false, FastPath::Caches::kUsed);
-    if (m_ranking.empty()) VELTRA_RAISE("Cannot access element of empty Vector");  // no winner to judge
-    // A line is right when the most probable state is any one of its expected states.
-    const bool right = fields[1].find(m_names[static_cast<size_t>(m_ranking[0])]) != std::string_view::npos;
+    const bool right = WinnerExpected(fields[1]);
     text = right ? ";OK\t" : ";ERROR\t";
     ++(right ? m_tally.correct : m_tally.wrong);
     for (int32_t s : m_ranking) {

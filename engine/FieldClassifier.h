@@ -25,6 +25,16 @@ protected:
     ~JudgedLines() = default;
 };
 
+// Told of each test line that a reading of samples counts, once its samples are counted: its line
+// number in the file, its expected states and its results (full stops removed).
+class SampleLines {
+public:
+    virtual void Counted(int64_t line, std::string_view expected, std::string_view results) = 0;
+
+protected:
+    ~SampleLines() = default;
+};
+
 class FieldClassifier : public BayesianEngine {
 public:
     // The test lines of a batch evaluation judged right and wrong.
@@ -65,8 +75,18 @@ public:
     // `capacity`; raises as Analyze does.
     int32_t ClassifyFresh(const char* results, char* categories, double* probabilities, int32_t capacity);
 
+    // One test line judged as a batch evaluation judges it, from the network alone as
+    // ClassifyFresh classifies: true when the most probable state is one of `expected`. The
+    // ranking goes into arrays of `capacity` entries as ClassifyFresh puts it (nothing when the
+    // states exceed `capacity`). Raises as Analyze does, and "Cannot access element of empty
+    // Vector" for a network without states.
+    bool JudgeFresh(std::string_view results, std::string_view expected, char* categories,
+                    double* probabilities, int32_t capacity);
+
     // Who is told of every judged line of the batch evaluations to come (null: nobody).
     void SetJudgedLines(JudgedLines* judged) { m_judgedLines = judged; }
+    // Who is told of every test line the readings of samples to come count (null: nobody).
+    void SetSampleLines(SampleLines* lines) { m_sampleLines = lines; }
     // The verdicts of the last batch evaluation, as far as it went.
     const Tally& GetTally() const { return m_tally; }
 
@@ -83,6 +103,8 @@ private:
     // One test line (its three fields) judged: its result line appended to `text`, the tally and
     // the listener told.
     void Judge(int64_t number, const std::string_view* fields, std::ostream& out, std::string& text);
+    // Whether the most probable state of the ranking is one of `expected`.
+    bool WinnerExpected(std::string_view expected) const;
 
     // The field Rank ranked last, without its full stops: the caller's text, or m_cleaned
     // where full stops were removed.
@@ -95,6 +117,7 @@ private:
     std::vector<int32_t> m_ranking;
     std::vector<double> m_rankedLevels;  // the levels m_ranking ranks: equal levels rank alike
     JudgedLines* m_judgedLines = nullptr;
+    SampleLines* m_sampleLines = nullptr;
     std::vector<char> m_tellStates;
     std::vector<double> m_tellLevels;
     Tally m_tally;

@@ -1,6 +1,7 @@
 #include "engine/HostEngine.h"
 
 #include <fstream>
+#include <utility>
 #include <vector>
 
 #include "engine/ChosenTests.h"
@@ -59,13 +60,14 @@ int32_t UnderflowTests(double smallestPrior, double smallestConditional)
     return observed;
 }
 
-void HostEngine::LoadFile(const String& path)
+void HostEngine::LoadFile(const String& path, std::string* read)
 {
     m_network.ClearCaches();
     m_figures = StatedFigures();
     std::string text;
     BayesianEngine::LoadFile(path.str(), path, &text);
     m_figures = ReadStatedFigures(text);
+    if (read) *read = std::move(text);
 }
 
 void HostEngine::LoadText(const String& text)

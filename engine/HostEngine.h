@@ -35,8 +35,9 @@ public:
     const char* GetTypeName() const override { return "HostEngine"; }
 
     // Loads the description file at `path`, or the description `text`, as InitializeThruFile and
-    // InitializeThruParam do, after clearing the caches. Raise as those do.
-    void LoadFile(const String& path);
+    // InitializeThruParam do, after clearing the caches. Raise as those do. The text read from
+    // the file, each line followed by "\n", goes to *read when given.
+    void LoadFile(const String& path, std::string* read = nullptr);
     void LoadText(const String& text);
     // A training run as the exports' Train, after clearing the caches.
     void TrainFresh(const String& networkFile, const String& sampleFile, const String& outputFile);
