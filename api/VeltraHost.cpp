@@ -6,6 +6,7 @@
 // releasing the engine and removing what the call was writing.
 #include "api/VeltraHost.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <string>
@@ -13,6 +14,7 @@
 
 #include "engine/CrossValidation.h"
 #include "engine/HostEngine.h"
+#include "engine/TestSelection.h"
 #include "safe/OutputFile.h"
 
 using veltra::ConsoleScope;
@@ -558,6 +560,51 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_cross_validate(
         run.Read(String(network), String(samples));
         progress.Expect(1, run.GetLineCount());
         run.Run(verdict ? &tell : nullptr, right, wrong);
+        return VELTRA_OK;
+    });
+}
+
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_select_tests(
+    veltra_engine* engine, const char* network, const char* samples, int32_t folds, uint64_t seed,
+    int32_t flags, int32_t keep, veltra_selection_step* steps, int32_t* step_count, veltra_test_score* scores,
+    int32_t* kept, int32_t* test_count, int32_t* kept_count)
+{
+    if (!network || !samples) return Invalid(engine, "veltra_engine_select_tests", "a file name is null");
+    if (!step_count || !test_count || !kept_count)
+        return Invalid(engine, "veltra_engine_select_tests", "a count is null");
+    if (folds < 2) return Invalid(engine, "veltra_engine_select_tests", "the folds are fewer than 2");
+    if (flags & ~(VELTRA_CV_STRATIFIED | VELTRA_SELECT_FORWARD))
+        return Invalid(engine, "veltra_engine_select_tests", "the flags hold an unknown flag");
+    if (keep < 0) return Invalid(engine, "veltra_engine_select_tests", "the tests to keep are negative");
+    return Call(engine, [&](HostEngine& e) {
+        // The arrays' sizes are known once the network is: asked before the samples are read.
+        e.LoadFile(String(network));
+        const int32_t tests = e.GetNetwork().GetTestCount();
+        if (!steps || !scores || !kept || *step_count <= tests || *test_count < tests) {
+            *step_count = tests + 1;
+            *test_count = tests;
+            return VELTRA_BUFFER_TOO_SMALL;
+        }
+        veltra::SelectionOptions options;
+        options.folds = {folds, seed, (flags & VELTRA_CV_STRATIFIED) != 0, false};
+        options.forward = (flags & VELTRA_SELECT_FORWARD) != 0;
+        options.keep = keep;
+        veltra::RunProgress progress;
+        const veltra::Selection selection =
+            veltra::SelectTests(e, String(network), String(samples), options, &progress);
+        *step_count = static_cast<int32_t>(selection.steps.size());
+        for (size_t i = 0; i < selection.steps.size(); ++i) {
+            const veltra::SelectionStep& step = selection.steps[i];
+            steps[i] = {step.test, step.tests, step.right, step.wrong, step.logLoss};
+        }
+        *test_count = static_cast<int32_t>(selection.tests.size());
+        for (size_t t = 0; t < selection.tests.size(); ++t) {
+            const veltra::TestScore& score = selection.tests[t];
+            scores[t] = {score.mutualInformation, score.rightWithout, score.wrongWithout,
+                         score.logLossWithout};
+        }
+        *kept_count = static_cast<int32_t>(selection.kept.size());
+        std::copy(selection.kept.begin(), selection.kept.end(), kept);
         return VELTRA_OK;
     });
 }

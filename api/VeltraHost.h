@@ -261,6 +261,43 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_cross_validate(
     veltra_engine* engine, const char* network, const char* samples, int32_t folds, uint64_t seed,
     int32_t flags, veltra_verdict_callback verdict, void* context, int64_t* right, int64_t* wrong);
 
+/* Test selection by cross-validated accuracy, on the folds of veltra_engine_cross_validate (same
+ * `folds`, `seed` and VELTRA_CV_STRATIFIED). Greedy backward elimination drops, step after step,
+ * the test whose leaving out gives the best accuracy; with VELTRA_SELECT_FORWARD, forward
+ * selection adds the test whose adding gives the best accuracy. Ties go to the lower log loss,
+ * then to the earlier test. A test left out is a test without a result ("-") in every field:
+ * the figures of a set are exactly those of cross-validating the network restricted to it,
+ * trained on the samples cut to its columns. The selection stops at `keep` tests; with `keep`
+ * 0 it goes down to one test (up to every test) and keeps the best set on the way (the highest
+ * accuracy, then the lowest log loss, then the fewest tests). */
+typedef struct veltra_selection_step {
+    int32_t test;  /* the test dropped or added, in results order from 0; -1 for the first set */
+    int32_t tests; /* the tests in the set after the step */
+    int64_t right; /* out-of-fold test lines judged right and wrong with the set */
+    int64_t wrong;
+    double log_loss; /* the mean of -ln p of the true state (the most probable state when it is
+                        expected, else the first expected state), p at least 1e-15 */
+} veltra_selection_step;
+typedef struct veltra_test_score {
+    double mutual_information; /* in bits, between the test's value and the state, over the samples
+                                  in which the test was observed (all samples) */
+    int64_t right_without;     /* the figures of every test but this one, as a step's */
+    int64_t wrong_without;
+    double log_loss_without;
+} veltra_test_score;
+/* *step_count: the capacity of `steps` in, the steps written out (the first set, then one per
+ * step). *test_count: the capacity of `scores` and of `kept` in, the network's tests out.
+ * `scores` receives one entry per test, `kept` the tests of the set kept in results order, and
+ * *kept_count their number. With a null or too small array the call returns
+ * VELTRA_BUFFER_TOO_SMALL once the network is loaded, before the samples are read, and writes
+ * only *step_count (the tests plus one suffice) and *test_count. Progress counts the sample
+ * file's lines, then passes over the test lines. The engine holds the description of `network`
+ * afterwards. `flags`: VELTRA_CV_STRATIFIED, VELTRA_SELECT_FORWARD. */
+VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_select_tests(
+    veltra_engine* engine, const char* network, const char* samples, int32_t folds, uint64_t seed,
+    int32_t flags, int32_t keep, veltra_selection_step* steps, int32_t* step_count, veltra_test_score* scores,
+    int32_t* kept, int32_t* test_count, int32_t* kept_count);
+
 #ifdef __cplusplus
 }
 #endif
