@@ -600,7 +600,7 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_select_tests(
         *test_count = static_cast<int32_t>(selection.tests.size());
         for (size_t t = 0; t < selection.tests.size(); ++t) {
             const veltra::TestScore& score = selection.tests[t];
-            scores[t] = {score.mutualInformation, score.rightWithout, score.wrongWithout,
+            scores[t] = {score.mutualInformation, score.accuracyDrop, score.rightWithout, score.wrongWithout,
                          score.logLossWithout};
         }
         *kept_count = static_cast<int32_t>(selection.kept.size());

@@ -281,6 +281,8 @@ typedef struct veltra_selection_step {
 typedef struct veltra_test_score {
     double mutual_information; /* in bits, between the test's value and the state, over the samples
                                   in which the test was observed (all samples) */
+    double accuracy_drop;      /* the accuracy of every test less that of every test but this one,
+                                  as a share (0.01: one point) */
     int64_t right_without;     /* the figures of every test but this one, as a step's */
     int64_t wrong_without;
     double log_loss_without;

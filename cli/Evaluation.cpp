@@ -54,9 +54,9 @@ void Evaluation::IndexField(std::string_view results, uint64_t hash)
     if (m_textStarts.empty()) m_textStarts.push_back(0);
     m_texts.append(results);
     m_textStarts.push_back(m_texts.size());
-    if (m_hashes.size() * 2 > m_slots.size()) {
+    if ((m_hashes.size() - m_modelStart) * 2 > m_slots.size()) {
         m_slots.assign(std::max<size_t>(1024, m_slots.size() * 2), -1);
-        for (size_t f = 0; f < m_hashes.size(); ++f) {
+        for (size_t f = m_modelStart; f < m_hashes.size(); ++f) {
             size_t slot = m_hashes[f] & (m_slots.size() - 1);
             while (m_slots[slot] >= 0) slot = (slot + 1) & (m_slots.size() - 1);
             m_slots[slot] = static_cast<int32_t>(f);
@@ -66,6 +66,12 @@ void Evaluation::IndexField(std::string_view results, uint64_t hash)
     size_t slot = hash & (m_slots.size() - 1);
     while (m_slots[slot] >= 0) slot = (slot + 1) & (m_slots.size() - 1);
     m_slots[slot] = field;
+}
+
+void Evaluation::StartModel()
+{
+    m_modelStart = m_hashes.size();
+    std::fill(m_slots.begin(), m_slots.end(), -1);
 }
 
 int32_t Evaluation::Field(std::string_view results, int32_t count, const char* states,

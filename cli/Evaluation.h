@@ -9,8 +9,8 @@
 // the library's. Log loss and Brier score take the same state as the true one.
 //
 // The figures of a field are kept once per distinct results text: a file repeats the results of
-// its fields, and the library's answer for a results text does not change. Not for use by two
-// threads.
+// its fields, and the library's answer for a results text does not change while the model does
+// not. Not for use by two threads.
 #ifndef VELTRA_CLI_EVALUATION_H
 #define VELTRA_CLI_EVALUATION_H
 
@@ -101,6 +101,9 @@ public:
     // number in the input, which the list of misclassified lines gives.
     void Judge(std::string_view expected, std::string_view results, int32_t count, const char* states,
                const double* probabilities, int64_t line = 0);
+    // The lines judged from here on come from another model (the next fold of a cross-validation):
+    // a results text judged before may get other answers, and is kept again.
+    void StartModel();
     EvaluationFigures Figures() const;
     // Every distinct results text judged, with the number of lines that gave it, in order of
     // first appearance.
@@ -128,6 +131,7 @@ private:
     // full): the texts, probabilities in state order, the most probable state, and how many lines
     // counted each state as the true one (the last slot for states the network does not know).
     std::vector<int32_t> m_slots;
+    size_t m_modelStart = 0;  // the first field of the current model, the first one found again
     std::vector<uint64_t> m_hashes;
     std::vector<size_t> m_textStarts;
     std::string m_texts;

@@ -10,12 +10,14 @@
 #include <cerrno>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include "cli/Console.h"
+#include "cli/CrossValidation.h"
 #include "cli/Engine.h"
 #include "cli/Explain.h"
 #include "cli/FileOutput.h"
@@ -26,14 +28,18 @@ namespace {
 
 using namespace veltra::cli;
 
-// The options of a command line: flags, the files of --json and --html, and the states' names.
+// The options of a command line: flags, the files of --json and --html, the states' names and
+// numbers.
 struct Options {
     bool tsv = false;
     bool report = false;
     bool quiet = false;
+    bool forward = false;
     std::string json;
     std::string html;
     StateNames names;
+    FoldChoice folds;
+    int32_t keep = 0;
 };
 
 const char* const kUsage =
@@ -49,6 +55,10 @@ const char* const kUsage =
     "                                        report on a labelled file, as a page with --html\n"
     "  check NETWORK                         load a network description, list its states and tests\n"
     "  cut NETWORK CHOSEN INPUT OUTPUT       cut a labelled file to the tests of CHOSEN\n"
+    "  cv [--folds K] [--seed N] [--stratified] [--report] [--json FILE] NETWORK SAMPLES\n"
+    "                                        cross-validate a network on labelled samples\n"
+    "  select [--folds K] [--seed N] [--keep N] [--forward] [--json FILE] NETWORK SAMPLES\n"
+    "                                        choose the tests to keep by cross-validation\n"
     "\n"
     "Results go to standard output; progress (on a terminal), warnings and errors to standard\n"
     "error; --quiet leaves errors only. \"-\" reads standard input or writes standard output\n"
@@ -153,6 +163,49 @@ const char* const kCutHelp =
     "\n"
     "CHOSEN trained on cut samples classifies a cut field exactly as NETWORK, trained on the\n"
     "full samples, classifies the field with the other tests' results \"-\".\n";
+const char* const kCvHelp =
+    "Usage: veltra cv [--folds K] [--seed N] [--stratified] [--report] [--json FILE] [--quiet]\n"
+    "                 NETWORK SAMPLES\n"
+    "\n"
+    "Cross-validates the network described in NETWORK on the labelled test lines of SAMPLES:\n"
+    "the lines are split into K folds (10 unless --folds), and each fold is judged by the\n"
+    "network trained on the other folds, exactly as 'veltra train' on a file of their lines\n"
+    "and 'veltra evaluate' of the fold would judge it. The samples are read once. Prints each\n"
+    "fold's lines and accuracy, the mean accuracy and its standard deviation over the folds,\n"
+    "and the lines right over all folds.\n"
+    "\n"
+    "--folds K     the number of folds, at least 2.\n"
+    "--seed N      draws the folds from N (0 unless given): the lines go to the folds K at a\n"
+    "              time, in file order, each block shuffled. The same file and seed give the\n"
+    "              same folds on every platform.\n"
+    "--stratified  draws the folds within each expected-states text apart, so that every fold\n"
+    "              holds its share of each.\n"
+    "--report      then prints the report of 'veltra evaluate --report' over every out-of-fold\n"
+    "              verdict (see 'veltra evaluate --help').\n"
+    "--json FILE   writes the report's figures and each fold's to FILE as JSON.\n";
+
+const char* const kSelectHelp =
+    "Usage: veltra select [--folds K] [--seed N] [--stratified] [--keep N] [--forward]\n"
+    "                     [--json FILE] [--quiet] NETWORK SAMPLES\n"
+    "\n"
+    "Chooses which tests of the network described in NETWORK to keep, by cross-validated\n"
+    "accuracy on the labelled test lines of SAMPLES (folds as in 'veltra cv'). Backward\n"
+    "elimination drops, step after step, the test whose leaving out gives the best accuracy;\n"
+    "ties go to the lower log loss, then to the earlier test. Prints every step (the test\n"
+    "dropped, the tests left, the accuracy and log loss of cross-validating the network\n"
+    "restricted to them), the tests kept, and for each test its mutual information with the\n"
+    "state (in bits, from the counts of all samples) and the accuracy without it alone, with\n"
+    "how far that drops.\n"
+    "\n"
+    "--keep N      stops at N tests and keeps them. Without it, elimination goes down to one\n"
+    "              test and the best set on the way is kept (the highest accuracy, then the\n"
+    "              lowest log loss, then the fewest tests).\n"
+    "--forward     forward selection instead: from no test, adds the test whose adding gives\n"
+    "              the best accuracy, up to N tests (every test without --keep).\n"
+    "--folds K, --seed N, --stratified\n"
+    "              the folds, as for 'veltra cv'.\n"
+    "--json FILE   writes the steps, the tests kept (by place in the results, from 0) and each\n"
+    "              test's figures to FILE as JSON.\n";
 
 // Whether the two names are one and the same file, however spelt or linked.
 bool SameFile(const std::string& a, const std::string& b)
@@ -369,13 +422,28 @@ int CutCommand(const std::vector<std::string>& args, const Options& options)
     return 0;
 }
 
+int CvCommand(const std::vector<std::string>& args, const Options& options)
+{
+    Console console("cv", options.quiet);
+    if (Overwrites(console, options.json, {args[0], args[1]})) return 1;
+    return CrossValidate({args[0], args[1], options.folds, options.report, options.json, options.quiet});
+}
+
+int SelectCommand(const std::vector<std::string>& args, const Options& options)
+{
+    Console console("select", options.quiet);
+    if (Overwrites(console, options.json, {args[0], args[1]})) return 1;
+    return SelectTests(
+        {args[0], args[1], options.folds, options.keep, options.forward, options.json, options.quiet});
+}
+
 struct Command {
     const char* name;
     const char* help;
     size_t minArgs;
     size_t maxArgs;
     // Its options besides --quiet, blank-separated; "=" after a name marks an option followed by
-    // a value: a file name, or the list of --names.
+    // a value: a file name or the list of --names; "#" one followed by a number.
     const char* options;
     // Whether its arguments are test results, which may begin with "--": then only the exact
     // option names are options.
@@ -391,12 +459,16 @@ const Command kCommands[] = {
     {"report", kReportHelp, 2, 2, "--html= --json= --names=", false, ReportCommand},
     {"check", kCheckHelp, 1, 1, "", false, CheckCommand},
     {"cut", kCutHelp, 4, 4, "", false, CutCommand},
+    {"cv", kCvHelp, 2, 2, "--folds# --seed# --stratified --report --json=", false, CvCommand},
+    {"select", kSelectHelp, 2, 2, "--folds# --seed# --stratified --keep# --forward --json=", false,
+     SelectCommand},
 };
 
-// Whether `arg` is one of the command's options, and whether a file name follows it.
-bool IsOption(const Command& command, const std::string& arg, bool& takesFile)
+// Whether `arg` is one of the command's options, and what follows it: nothing, a file name ('=')
+// or a number ('#').
+bool IsOption(const Command& command, const std::string& arg, char& takes)
 {
-    takesFile = false;
+    takes = ' ';
     if (arg == "--quiet" || arg == "-q") return true;
     const std::string options = command.options;
     for (size_t at = 0; at < options.size();) {
@@ -404,12 +476,32 @@ bool IsOption(const Command& command, const std::string& arg, bool& takesFile)
         if (end == std::string::npos) end = options.size();
         std::string option = options.substr(at, end - at);
         at = end + 1;
-        takesFile = option.back() == '=';
-        if (takesFile) option.pop_back();
+        takes = option.back() == '=' || option.back() == '#' ? option.back() : ' ';
+        if (takes != ' ') option.pop_back();
         if (arg == option) return true;
     }
-    takesFile = false;
+    takes = ' ';
     return false;
+}
+
+// A whole number in decimal digits alone, from `least` up to `most`.
+bool ReadWhole(const std::string& text, uint64_t least, uint64_t most, uint64_t& value)
+{
+    if (text.empty() || text.size() > 20 || text.find_first_not_of("0123456789") != std::string::npos)
+        return false;
+    errno = 0;
+    value = std::strtoull(text.c_str(), nullptr, 10);
+    return errno == 0 && value >= least && value <= most;
+}
+
+// Sets the number option `option` from `text`; false when it does not take it.
+bool SetNumber(Options& options, const std::string& option, const std::string& text)
+{
+    uint64_t value = 0;
+    if (option == "--seed") return ReadWhole(text, 0, UINT64_MAX, options.folds.seed);
+    if (!ReadWhole(text, option == "--folds" ? 2 : 1, INT32_MAX, value)) return false;
+    (option == "--folds" ? options.folds.folds : options.keep) = static_cast<int32_t>(value);
+    return true;
 }
 
 int Usage(const Command& command, const std::string& problem)
@@ -427,7 +519,7 @@ int Run(const Command& command, int argc, char** argv)
     bool optionsEnded = false;
     for (int i = 0; i < argc; ++i) {
         const std::string arg = argv[i];
-        bool takesFile = false;
+        char takes = ' ';
         if (optionsEnded) {
             args.push_back(arg);
         } else if (arg == "--") {
@@ -435,18 +527,33 @@ int Run(const Command& command, int argc, char** argv)
         } else if (arg == "--help" || arg == "-h") {
             std::fputs(command.help, stdout);
             return 0;
-        } else if (IsOption(command, arg, takesFile)) {
-            if (!takesFile) {
-                (arg == "--tsv" ? options.tsv : arg == "--report" ? options.report : options.quiet) = true;
+        } else if (IsOption(command, arg, takes)) {
+            if (takes == ' ') {
+                (arg == "--tsv"          ? options.tsv
+                 : arg == "--report"     ? options.report
+                 : arg == "--stratified" ? options.folds.stratified
+                 : arg == "--forward"    ? options.forward
+                                         : options.quiet) = true;
+                continue;
+            }
+            if (i + 1 == argc)
+                return Usage(command, arg + (takes == '#'       ? " needs a number"
+                                             : arg == "--names" ? " needs a list of names"
+                                                                : " needs a file name"));
+            if (takes == '#') {
+                if (!SetNumber(options, arg, argv[++i]))
+                    return Usage(command, arg + " takes a whole number" +
+                                              (arg == "--folds"  ? " from 2"
+                                               : arg == "--keep" ? " from 1"
+                                                                 : "") +
+                                              ", not " + argv[i]);
                 continue;
             }
             if (arg == "--names") {
                 std::string problem;
-                if (i + 1 == argc) return Usage(command, "--names needs a list of names");
                 if (!options.names.Parse(argv[++i], problem)) return Usage(command, "--names: " + problem);
                 continue;
             }
-            if (i + 1 == argc) return Usage(command, arg + " needs a file name");
             (arg == "--json" ? options.json : options.html) = argv[++i];
         } else if (!command.takesResults && arg.size() > 1 && arg[0] == '-') {
             return Usage(command, "unknown option " + arg);

@@ -39,7 +39,7 @@ public:
     Selector(HostEngine& engine, CrossValidation& folds) : m_engine(engine), m_folds(folds) {}
 
     void Prepare();
-    std::vector<TestScore> Scores(const std::vector<Tally>& without) const;
+    std::vector<TestScore> Scores(const Tally& all, const std::vector<Tally>& without) const;
     // Judges every line with each of `sets` through the engine, fold model by fold model.
     std::vector<Tally> Judge(const std::vector<TestSet>& sets);
     // The candidate whose dropping (or adding) from `set` the log domain finds best.
@@ -136,7 +136,7 @@ void Selector::Prepare()
     }
 }
 
-std::vector<TestScore> Selector::Scores(const std::vector<Tally>& without) const
+std::vector<TestScore> Selector::Scores(const Tally& all, const std::vector<Tally>& without) const
 {
     const NaiveBayesNet& network = m_engine.GetNetwork();
     const size_t states = static_cast<size_t>(m_states);
@@ -148,6 +148,7 @@ std::vector<TestScore> Selector::Scores(const std::vector<Tally>& without) const
         score.rightWithout = tally.right;
         score.wrongWithout = tally.wrong;
         score.logLossWithout = m_line.empty() ? 0.0 : tally.loss / lines;
+        score.accuracyDrop = m_line.empty() ? 0.0 : static_cast<double>(all.right - tally.right) / lines;
         // The test's value against the state, over the samples that observed it.
         const BayesTest& test = network.GetTest(t);
         const size_t values = static_cast<size_t>(test.GetValueCount());
@@ -315,7 +316,7 @@ Selection SelectTests(HostEngine& engine, const String& networkFile, const Strin
         for (int32_t t = 0; t < tests; ++t) sets[2 + static_cast<size_t>(t)][static_cast<size_t>(t)] = 0;
         const std::vector<Tally> judged = selector.Judge(sets);
         const std::vector<Tally> without(judged.begin() + 2, judged.end());
-        selection.tests = selector.Scores(without);
+        selection.tests = selector.Scores(judged[0], without);
 
         TestSet set = sets[options.forward ? 1 : 0];
         selection.steps.push_back(Step(-1, set, judged[options.forward ? 1 : 0], lines));

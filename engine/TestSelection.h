@@ -50,10 +50,11 @@ struct SelectionStep {
 };
 
 // A test's own figures: its mutual information with the state, in bits, over the samples in which
-// it was observed (all samples counted, as training counts them), and the cross-validated figures
-// of every test but this one.
+// it was observed (all samples counted, as training counts them); the cross-validated figures of
+// every test but this one, and how far the accuracy drops from every test's to theirs (a share).
 struct TestScore {
     double mutualInformation = 0.0;
+    double accuracyDrop = 0.0;
     int64_t rightWithout = 0;
     int64_t wrongWithout = 0;
     double logLossWithout = 0.0;

@@ -37,7 +37,7 @@ run usage "help" 0 "$usage" "" "" --help
 run usage "-h" 0 "$usage" "" "" -h
 run usage "version" 0 "veltra 2.6.0 (host interface 1)"$'\n' "" "" --version
 err_pattern=1 run usage "unknown command" 2 "" "veltra: unknown command frob"$'\n\n'"$usage" "" frob
-for command in train classify evaluate explain report check cut; do
+for command in train classify evaluate explain report check cut cv select; do
     run usage "$command --help" 0 "Usage: veltra $command *" "" "" "$command" x --help
     run usage "$command -h" 0 "Usage: veltra $command *" "" "" "$command" -h
 done
@@ -180,6 +180,36 @@ run cut "no test chosen" 1 "" $'veltra cut: none.txt holds no test\n' "" cut net
 run cut "faulty chosen description" 1 "" $'veltra cut: broken.txt, line 2: String: Digits does not contain: =\n' "" cut network.txt broken.txt eval.txt out.txt
 run cut "output is the network" 1 "" $'veltra cut: the output network.txt would overwrite the network\n' "" cut network.txt blank.txt eval.txt network.txt
 run cut "output is the input" 1 "" $'veltra cut: Output would overwrite an input file: ./eval.txt\n' "" cut network.txt blank.txt eval.txt ./eval.txt
+# Cross-validation and test selection: each fold (or step) as the library reports it, the samples
+# refused as training refuses them, the folds the same for the same seed, the JSON readable.
+cv_usage="Usage: veltra cv [--folds K] [--seed N] [--stratified] [--report] [--json FILE] [--quiet]"
+run cv "one line a fold" 0 "Fold      Lines      Right  Accuracy"$'\n'"   1          1  *"$'\n'"   4          1  *"$'\n\n'"Mean accuracy: *over 4 folds"$'\n'"All folds: ? of 4 lines right, *" "" "" cv --folds 4 network.txt samples.txt
+run cv "folds without lines" 0 "*"$'\n'"   ?          0          0         -"$'\n'"*"$'\n\n'"Mean accuracy: *over 4 folds"$'\n'"*" "" "" cv network.txt samples.txt
+run cv "report" 0 "*All folds: *"$'\n\n'"Report: 4 test lines, * right*Calibration*" "" "" cv --report --folds 2 --seed 3 network.txt samples.txt
+run cv "refused sample line" 1 "" $'veltra cv: bad.txt, line 3: Expected 2 test results but got 3 Results:yyy\n' "" cv network.txt bad.txt
+run cv "refused line of standard input" 1 "" $'veltra cv: standard input, line 3: Expected 2 test results but got 3 Results:yyy\n' "$(cat bad.txt)" cv network.txt -
+run cv "missing network" 1 "" $'veltra cv: Cannot open file: missing.txt\n' "" cv missing.txt samples.txt
+run cv "one fold" 2 "" "veltra cv: --folds takes a whole number from 2, not 1"$'\n'"$cv_usage"$'\n' "" cv --folds 1 network.txt samples.txt
+run cv "seed not a number" 2 "" "veltra cv: --seed takes a whole number, not -1"$'\n'"$cv_usage"$'\n' "" cv --seed -1 network.txt samples.txt
+run cv "figures over the network" 1 "" $'veltra cv: writing network.txt would overwrite a file the command reads or writes\n' "" cv --json network.txt network.txt samples.txt
+run select "down to one test" 0 "Backward elimination by 10-fold cross-validation (seed 0) on 4 test lines: 2 tests down to 1"$'\n\n'"Step  Dropped  *"$'\n'"   1  *      1  *  kept"$'\n\n'"Kept: 1 test (step 1): *Each test: *"$'\n'"   1  Digits  *"$'\n'"   2  Blank   *" "" "" select --keep 1 network.txt samples.txt
+run select "refused sample line" 1 "" $'veltra select: bad.txt, line 3: Expected 2 test results but got 3 Results:yyy\n' "" select network.txt bad.txt
+run select "more tests than the network" 1 "" $'veltra select: cannot keep 3 tests: network.txt has 2\n' "" select --keep 3 network.txt samples.txt
+if in_group cv; then
+    "$veltra" cv --stratified --seed 9 --folds 3 network.txt samples.txt >first.txt 2>&1 &&
+        "$veltra" cv --stratified --seed 9 --folds 3 --json cv.json network.txt samples.txt >again.txt 2>&1 &&
+        cmp -s first.txt again.txt || fail "the same seed, other folds"
+    [ -z "$python" ] || "$python" -c 'import json, sys; d = json.load(open("cv.json")); c = d["cross_validation"]
+sys.exit(not (d["lines"] == 4 and len(c["per_fold"]) == 3 and sum(f["right"] for f in c["per_fold"]) == d["right"]))' ||
+        fail "cv --json"
+fi
+if in_group select && [ -n "$python" ]; then
+    "$veltra" select --forward --json - network.txt samples.txt 2>&1 >/dev/null | tee err.txt | grep -q . && fail "select --json: $(cat err.txt)"
+    "$veltra" select --forward --json - network.txt samples.txt 2>/dev/null | sed -n '/^{/,$p' >select.json
+    "$python" -c 'import json, sys; d = json.load(open("select.json")); s = d["steps"]
+sys.exit(not (d["direction"] == "forward" and [x["tests"] for x in s] == [0, 1, 2] and d["kept"] == sorted(d["kept"])
+              and len(d["kept"]) == s[d["chosen_step"]]["tests"] and len(d["tests"]) == 2))' || fail "select --json"
+fi
 
 # The bundled example end to end, and its files as the generator writes them.
 err_pattern=1 run example "trains the example" 0 "" "*End of training.*Total sample count: 2000"$'\n' "" train "$source"/examples/fields/{network,train}.txt example.txt
