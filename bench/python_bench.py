@@ -7,9 +7,14 @@ ratio to its reference measured in the same run (scripts/bench-python.sh sets ev
 - training across a local Dask cluster of 2 workers against ``veltra train`` on the benchmark's
   large samples, repeated to 2 million lines; target: 0.8 times the lines per second (the
   cluster's start excluded), and peak memory of the client and of the workers that does not grow
-  when the file doubles.
+  when the file doubles;
+- tuning, on the medium samples: ``veltra cv --folds 10`` against one ``veltra train`` plus one
+  ``veltra evaluate`` of the same file (target: at most twice their time) and against
+  scikit-learn's ``cross_val_score(CategoricalNB(), X, y, cv=10)``, reading the file included
+  (target: 20 times its speed); ``veltra select`` backward to 10 tests with 10 folds (target:
+  under a minute).
 
-Usage: python_bench.py --data DIR --veltra PATH [--repeat N] [--only classify|train]
+Usage: python_bench.py --data DIR --veltra PATH [--repeat N] [--only classify|train|tune]
 """
 
 import argparse
@@ -167,12 +172,61 @@ def training(data, veltra_command, repeat):
                                        runs[10][who] / 1024, runs[20][who] / 1024))
 
 
+def sklearn_cross_validation(samples, tests, values):
+    """scikit-learn's 10-fold cross-validation of CategoricalNB, from the sample file's bytes."""
+    from sklearn.model_selection import cross_val_score
+    from sklearn.naive_bayes import CategoricalNB
+
+    with open(samples, "rb") as file:
+        lines = [line.rstrip(b"\n") for line in file if line.startswith(b";TESTS\t")]
+    states = np.array([line[PREFIX:PREFIX + 1] for line in lines])
+    X = matrix([line[PREFIX + 2:] for line in lines], tests, values)
+    return cross_val_score(CategoricalNB(min_categories=values + 1), X, states, cv=10).mean()
+
+
+def tuning(data, veltra_command, repeat):
+    directory = os.path.join(data, "medium")
+    network = os.path.join(directory, "network.txt")
+    samples = os.path.join(directory, "samples.txt")
+    engine = veltra.Engine.from_file(network)
+    tests, values = len(engine.tests), len(engine.tests[0].values)
+    trained, judged = os.path.join(directory, "tune-trained.txt"), os.path.join(directory, "tune-judged.txt")
+    with open(samples, "rb") as file:
+        count = sum(1 for line in file if line.startswith(b";TESTS\t"))
+
+    def quiet(*arguments):
+        subprocess.run([veltra_command, arguments[0], "--quiet", *arguments[1:]], check=True,
+                       stdout=subprocess.DEVNULL)
+
+    def train_and_evaluate():
+        quiet("train", network, samples, trained)
+        quiet("evaluate", trained, samples, judged)
+
+    reference = best(repeat, train_and_evaluate)
+    cv = best(repeat, lambda: quiet("cv", "--folds", "10", network, samples))
+    learn = best(1, lambda: sklearn_cross_validation(samples, tests, values))
+    select = best(1, lambda: quiet("select", "--folds", "10", "--keep", "10", network, samples))
+    print(f"\nTuning: medium ({len(engine.states)} states, {tests} tests of {values} values), {count} sample lines, "
+          f"best of {repeat} (scikit-learn and select: one run)")
+    print("%-48s %14s %10s %8s" % ("", "seconds", "ratio", "target"))
+    rows = [
+        ("veltra train + veltra evaluate", reference, 1.0, None, None),
+        ("veltra cv --folds 10", cv, cv / reference, 2.0, cv / reference <= 2.0),
+        ("scikit-learn cross_val_score, cv=10, parsing in", learn, learn / cv, 20.0, learn / cv >= 20.0),
+        ("veltra select --keep 10 (10 folds)", select, None, 60.0, select < 60.0),
+    ]
+    for name, seconds, ratio, target, met in rows:
+        mark = "" if target is None else "%8.2f%s" % (target, "" if met else "  MISSED")
+        print("%-48s %14.3f %10s %s" % (name, seconds, "" if ratio is None else "%.2f" % ratio, mark))
+    print("(the ratio of scikit-learn is its time over veltra cv's; of select, the target is in seconds)")
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     parser.add_argument("--data", help="the directory veltra_bench --write filled")
     parser.add_argument("--veltra", help="the veltra command")
     parser.add_argument("--repeat", type=int, default=5)
-    parser.add_argument("--only", choices=("classify", "train"))
+    parser.add_argument("--only", choices=("classify", "train", "tune"))
     parser.add_argument("--dask-run", nargs=3, metavar=("NETWORK", "SAMPLES", "OUTPUT"), help=argparse.SUPPRESS)
     args = parser.parse_args()
     if args.dask_run:
@@ -181,10 +235,12 @@ def main():
     if not args.data or not args.veltra:
         parser.error("--data and --veltra are required")
     print("Python %s, NumPy %s, veltra %s" % (sys.version.split()[0], np.__version__, veltra.__version__))
-    if args.only != "train":
+    if args.only in (None, "classify"):
         classification(args.data, args.repeat)
-    if args.only != "classify":
+    if args.only in (None, "train"):
         training(args.data, args.veltra, min(args.repeat, 3))
+    if args.only in (None, "tune"):
+        tuning(args.data, args.veltra, min(args.repeat, 3))
 
 
 if __name__ == "__main__":

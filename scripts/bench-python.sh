@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Benchmarks the Python package side by side with what Python users would run otherwise, in one
 # run: classify_many against scikit-learn's CategoricalNB.predict_proba on the benchmark's medium
-# data, and training across a local Dask cluster of 2 workers against veltra train on its large
-# samples. Builds the benchmark's data generator, the command and the library (Release, in
+# data, training across a local Dask cluster of 2 workers against veltra train on its large
+# samples, and cross-validation and test selection against train + evaluate and scikit-learn on
+# the medium samples. Builds the benchmark's data generator, the command and the library (Release, in
 # build/bench-python), the wheel, and a fresh virtual environment holding it; installs Debian's
 # python3-numpy, python3-sklearn and python3-distributed for this script only. Prints the tables.
 # Usage: scripts/bench-python.sh [bench/python_bench.py options]

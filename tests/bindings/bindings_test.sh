@@ -69,7 +69,7 @@ EOF
     ;;&
 python)
     wheel || exit 1
-    "$py" "$source/tests/bindings/python/test_veltra.py" || fail "the Python package"
+    VELTRA_COMMAND=$veltra "$py" "$source/tests/bindings/python/test_veltra.py" || fail "the Python package"
     ;;
 csharp)
     # The package as users get it, around LIBRARY and the DLL cross-built into build/package-windows

@@ -36,7 +36,7 @@ from . import _native
 from ._native import library
 
 __all__ = ["Engine", "VeltraError", "FileError", "LineError", "FieldError", "Batch", "Test", "Accuracy",
-           "Verdicts", "verdicts", "__version__", "interface_version"]
+           "Verdicts", "verdicts", "select_tests", "__version__", "interface_version"]
 
 __version__: str = library.veltra_version().decode("ascii")
 """The library's version."""
@@ -257,6 +257,75 @@ class _Callbacks:
             self._guarded(lambda: self.judged(line, _text(expected), _text(results), ranking))
 
 
+def _seed(seed: int) -> int:
+    if isinstance(seed, bool) or not isinstance(seed, int) or not 0 <= seed < 2 ** 64:
+        raise ValueError("seed must be a whole number from 0 to 2**64 - 1")
+    return seed
+
+
+def _fold_figures(right: Any, wrong: Any) -> dict:
+    import numpy as np
+
+    lines = right + wrong
+    accuracy = np.where(lines > 0, right / np.maximum(lines, 1), np.nan)  # a fold without lines: NaN
+    judged = accuracy[lines > 0]
+    total = int(lines.sum())
+    return {"right": right, "wrong": wrong, "accuracy": accuracy,
+            "mean": float(judged.mean()) if len(judged) else math.nan,
+            "std": float(judged.std(ddof=1)) if len(judged) > 1 else 0.0,
+            "overall": float(right.sum()) / total if total else math.nan}
+
+
+def select_tests(network: FileName, samples: FileName, *, folds: int = 10, seed: int = 0, keep: int = 0,
+                 forward: bool = False, stratified: bool = False, progress: Optional[Progress] = None) -> dict:
+    """Chooses the tests of ``network`` by cross-validated accuracy on ``samples`` (the folds of
+    :meth:`Engine.cross_validate` with the same ``folds``, ``seed`` and ``stratified``): greedy
+    backward elimination, or forward selection, ties broken by log loss, down (or up) to ``keep``
+    tests; with ``keep`` 0 all the way, keeping the best set met. Returns a dictionary: ``steps``,
+    one dictionary per step (``test``: the tag dropped or added, None for the first set;
+    ``tests``, ``right``, ``wrong``, ``accuracy``, ``log_loss``); ``kept``, the tags kept, in
+    results order; ``tests``, every tag; and per test, as NumPy arrays in results order,
+    ``mutual_information`` (bits), ``accuracy_drop`` (the accuracy of every test less that of
+    every test but that one) and ``accuracy_without`` and ``log_loss_without`` (the figures
+    of every test but that one)."""
+    import numpy as np
+
+    if isinstance(folds, bool) or not isinstance(folds, int) or folds < 2:
+        raise ValueError("folds must be a whole number, at least 2")
+    if isinstance(keep, bool) or not isinstance(keep, int) or keep < 0:
+        raise ValueError("keep must be a whole number, 0 or more")
+    flags = (_native.SELECT_FORWARD if forward else 0) | (_native.CV_STRATIFIED if stratified else 0)
+    with Engine() as engine:
+        description = _path(network, "the network file name")
+        engine._run("select_tests", library.veltra_engine_load_file, description)
+        engine._refresh()
+        count = len(engine.tests)
+        steps = (_native.SelectionStep * (count + 1))()
+        scores = (_native.TestScore * max(count, 1))()
+        kept = (ctypes.c_int32 * max(count, 1))()
+        step_count, test_count, kept_count = ctypes.c_int32(count + 1), ctypes.c_int32(count), ctypes.c_int32()
+        engine._run("select_tests", library.veltra_engine_select_tests, description,
+                    _path(samples, "the sample file name"), folds, _seed(seed), flags, keep, steps,
+                    ctypes.byref(step_count), scores, kept, ctypes.byref(test_count), ctypes.byref(kept_count),
+                    failure=LineError, progress=progress)
+        tags = [test.tag for test in engine.tests]
+
+    def share(right: int, wrong: int) -> float:
+        return right / (right + wrong) if right + wrong else math.nan
+
+    return {
+        "steps": [{"test": None if step.test < 0 else tags[step.test], "tests": step.tests, "right": step.right,
+                   "wrong": step.wrong, "accuracy": share(step.right, step.wrong), "log_loss": step.log_loss}
+                  for step in steps[:step_count.value]],
+        "kept": [tags[kept[i]] for i in range(kept_count.value)],
+        "tests": tags,
+        "mutual_information": np.array([scores[t].mutual_information for t in range(count)]),
+        "accuracy_drop": np.array([scores[t].accuracy_drop for t in range(count)]),
+        "accuracy_without": np.array([share(scores[t].right_without, scores[t].wrong_without) for t in range(count)]),
+        "log_loss_without": np.array([scores[t].log_loss_without for t in range(count)]),
+    }
+
+
 class Engine:
     """One engine of the library. ``Engine()`` is empty, ready for :meth:`train`; :meth:`from_file`
     and :meth:`from_text` give one holding a network. Close it with :meth:`close` or a ``with``
@@ -277,6 +346,7 @@ class Engine:
         self._states: List[str] = []
         self._tests: List[Test] = []
         self._buffers = ((ctypes.c_char * 1)(), (ctypes.c_double * 1)())
+        self._network_file: Optional[bytes] = None
         if messages is not None:
             self._callbacks.messages = messages
             kinds = _native.MESSAGE_FAILURE | _native.MESSAGE_WARNING | _native.MESSAGE_SUMMARY
@@ -342,12 +412,15 @@ class Engine:
         """Loads the network described in the file at ``path``. Nothing classified before is
         remembered."""
         encoded = _path(path, "the network file name")
+        self._network_file = None
         self._run("load_file", library.veltra_engine_load_file, encoded)
+        self._network_file = encoded
         self._refresh()
 
     def load_text(self, text: Text) -> None:
         """Loads the network described in ``text``."""
         encoded = _bytes(text, "the network description")
+        self._network_file = None
         self._run("load_text", library.veltra_engine_load_text, encoded)
         self._refresh()
 
@@ -430,6 +503,48 @@ class Engine:
         finally:
             self._callbacks.judged = None
         return Accuracy(right.value, wrong.value)
+
+    def cross_validate(self, samples: FileName, *, network: Optional[FileName] = None, folds: int = 10,
+                       seed: int = 0, stratified: bool = False, progress: Optional[Progress] = None,
+                       verdict: Optional[Callable[[int, int, str, str, List[Tuple[str, float]]], Any]] = None
+                       ) -> dict:
+        """Cross-validates ``network`` (by default the description file this engine loaded last) on
+        the test lines of ``samples``: ``folds`` times trained on all folds but one and judged on
+        that one, each fold's model exactly what :meth:`train` writes for the other folds' lines.
+        The folds follow from ``seed`` alone (``stratified``: within each expected-states text).
+        ``verdict`` is called for every out-of-fold line with its fold, line number, expected
+        states, results and ranking. Returns a dictionary: ``right`` and ``wrong`` (NumPy arrays,
+        per fold), ``accuracy`` (per fold, fractions; NaN for a fold without lines), ``mean`` and
+        ``std`` (their mean and sample standard deviation over the folds with lines) and ``overall`` (the right lines of all folds over all lines).
+        Afterwards the engine holds ``network`` as :meth:`load_file` loads it."""
+        import numpy as np
+
+        if isinstance(folds, bool) or not isinstance(folds, int) or folds < 2:
+            raise ValueError("folds must be a whole number, at least 2")
+        description = self._description(network)
+        right, wrong = np.zeros(folds, dtype=np.int64), np.zeros(folds, dtype=np.int64)
+        callback = _native.VerdictCallback()
+        if verdict is not None:
+            def told(context: Any, fold: int, line: int, expected: bytes, results: bytes, count: int,
+                     states: Any, probabilities: Any) -> None:
+                ranking = [(chr(states[i][0] if isinstance(states[i], bytes) else states[i]), probabilities[i])
+                           for i in range(count)]
+                self._callbacks._guarded(lambda: verdict(fold, line, _text(expected), _text(results), ranking))
+            callback = _native.VerdictCallback(told)
+        self._run("cross_validate", library.veltra_engine_cross_validate, description,
+                  _path(samples, "the sample file name"), folds, _seed(seed),
+                  _native.CV_STRATIFIED if stratified else 0, callback, None, right.ctypes.data, wrong.ctypes.data,
+                  failure=LineError, progress=progress)
+        self._network_file = description
+        self._refresh()
+        return _fold_figures(right, wrong)
+
+    def _description(self, network: Optional[FileName]) -> bytes:
+        if network is not None:
+            return _path(network, "the network file name")
+        if self._network_file is None:
+            raise ValueError("no network file: give network=, or load the network from a file")
+        return self._network_file
 
     def count_size(self) -> int:
         """The number of counts of the loaded network (see :meth:`count`)."""

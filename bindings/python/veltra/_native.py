@@ -13,12 +13,14 @@ import sys
 
 __all__ = ["library", "NAME", "OK", "FAILED", "INVALID_ARGUMENT", "BUFFER_TOO_SMALL", "BUSY",
            "OUT_OF_MEMORY", "MESSAGE_FAILURE", "MESSAGE_WARNING", "MESSAGE_PROGRESS", "MESSAGE_SUMMARY",
-           "NetworkInfo", "MessageCallback", "ProgressCallback", "JudgedCallback"]
+           "CV_STRATIFIED", "SELECT_FORWARD", "NetworkInfo", "SelectionStep", "TestScore", "MessageCallback",
+           "ProgressCallback", "JudgedCallback", "VerdictCallback"]
 
 NAME = "VeltraHost.dll" if sys.platform == "win32" else "libVeltraHost.so"
 
 OK, FAILED, INVALID_ARGUMENT, BUFFER_TOO_SMALL, BUSY, OUT_OF_MEMORY = range(6)
 MESSAGE_FAILURE, MESSAGE_WARNING, MESSAGE_PROGRESS, MESSAGE_SUMMARY = 1, 2, 4, 8
+CV_STRATIFIED, SELECT_FORWARD = 1, 2
 
 
 class NetworkInfo(ctypes.Structure):
@@ -27,10 +29,24 @@ class NetworkInfo(ctypes.Structure):
                 ("smallest_conditional", ctypes.c_double)]
 
 
+class SelectionStep(ctypes.Structure):
+    _fields_ = [("test", ctypes.c_int32), ("tests", ctypes.c_int32), ("right", ctypes.c_int64),
+                ("wrong", ctypes.c_int64), ("log_loss", ctypes.c_double)]
+
+
+class TestScore(ctypes.Structure):
+    _fields_ = [("mutual_information", ctypes.c_double), ("accuracy_drop", ctypes.c_double),
+                ("right_without", ctypes.c_int64),
+                ("wrong_without", ctypes.c_int64), ("log_loss_without", ctypes.c_double)]
+
+
 MessageCallback = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_int32, ctypes.c_char_p)
 ProgressCallback = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_int64, ctypes.c_int64)
 JudgedCallback = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_int64, ctypes.c_char_p, ctypes.c_char_p,
                                   ctypes.c_int32, ctypes.POINTER(ctypes.c_char), ctypes.POINTER(ctypes.c_double))
+VerdictCallback = ctypes.CFUNCTYPE(None, ctypes.c_void_p, ctypes.c_int32, ctypes.c_int64, ctypes.c_char_p,
+                                   ctypes.c_char_p, ctypes.c_int32, ctypes.POINTER(ctypes.c_char),
+                                   ctypes.POINTER(ctypes.c_double))
 
 
 def _load() -> ctypes.CDLL:
@@ -77,6 +93,12 @@ def _load() -> ctypes.CDLL:
         "veltra_engine_train": (status, [engine, text, text, text, ctypes.POINTER(ctypes.c_int64)]),
         "veltra_engine_evaluate": (status, [engine, text, text, JudgedCallback, ctypes.c_void_p,
                                             ctypes.POINTER(ctypes.c_int64), ctypes.POINTER(ctypes.c_int64)]),
+        "veltra_engine_cross_validate": (status, [engine, text, text, ctypes.c_int32, ctypes.c_uint64,
+                                                  ctypes.c_int32, VerdictCallback, ctypes.c_void_p, ctypes.c_void_p,
+                                                  ctypes.c_void_p]),
+        "veltra_engine_select_tests": (status, [engine, text, text, ctypes.c_int32, ctypes.c_uint64, ctypes.c_int32,
+                                                ctypes.c_int32, ctypes.c_void_p, size, ctypes.c_void_p,
+                                                ctypes.c_void_p, size, size]),
         "veltra_version": (text, []),
         "veltra_interface_version": (ctypes.c_int32, []),
     }

@@ -6,6 +6,7 @@
 # silence; progress, messages and introspection; training in parts; and the misuse that Python
 # programs commit, in subprocesses of their own. Stops at the first failed check, naming it.
 
+import json
 import os
 import struct
 import subprocess
@@ -141,6 +142,34 @@ with veltra.Engine(messages=lambda kind, text: messages.append((kind, text))) as
     undated = [b"".join(line for line in Path(name).read_bytes().splitlines(True) if b"Date of" not in line)
                for name in ("parts.net", "again.net")]
     assert undated[0] == undated[1], "training in parts"
+
+# Cross-validation and test selection give the figures of the command, which reads them through the
+# same library: folds in the same order, the same tests kept, each verdict told once.
+command = os.environ["VELTRA_COMMAND"]
+subprocess.run([command, "cv", "--quiet", "--folds", "5", "--seed", "7", "--json", "cv.json", "network.txt",
+                "train.txt"], check=True, capture_output=True)
+subprocess.run([command, "select", "--quiet", "--keep", "4", "--folds", "3", "--json", "select.json", "network.txt",
+                "train.txt"], check=True, capture_output=True)
+told = []
+with veltra.Engine.from_file("network.txt") as engine:
+    figures = engine.cross_validate("train.txt", folds=5, seed=7, verdict=lambda *verdict: told.append(verdict))
+    per_fold = json.loads(Path("cv.json").read_text())["cross_validation"]["per_fold"]
+    assert list(figures["right"]) == [fold["right"] for fold in per_fold], (figures, per_fold)
+    assert list(figures["right"] + figures["wrong"]) == [fold["lines"] for fold in per_fold], per_fold
+    assert len(told) == sum(fold["lines"] for fold in per_fold) and told[0][0] == 0, len(told)
+    assert engine.states == ["d", "a", "p", "n", "i"], engine.states
+chosen = veltra.select_tests("network.txt", "train.txt", keep=4, folds=3)
+selected = json.loads(Path("select.json").read_text())
+assert chosen["kept"] == selected["kept_tags"] and len(chosen["steps"]) == len(selected["steps"]), chosen["kept"]
+assert [step["right"] for step in chosen["steps"]] == [step["right"] for step in selected["steps"]], chosen["steps"]
+assert chosen["mutual_information"].shape == (8,), chosen["mutual_information"]
+for call, failure in ((lambda: veltra.Engine().cross_validate("train.txt"), ValueError),
+                      (lambda: veltra.select_tests("network.txt", "missing.txt"), veltra.FileError)):
+    try:
+        call()
+        raise AssertionError(f"no {failure.__name__}")
+    except failure:
+        pass
 
 # Misuse, each in a process of its own: nothing on standard output or error, whatever the library
 # warns of or refuses; exit with a daemon thread inside a call; close from another thread while a
