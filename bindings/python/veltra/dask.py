@@ -395,7 +395,7 @@ def run(args: argparse.Namespace) -> int:
         else:
             # Its workers' own log lines would only repeat the job's one-line messages.
             cluster = stack.enter_context(LocalCluster(n_workers=args.workers, threads_per_worker=1, processes=True,
-                                                       dashboard_address=None, silence_logs=logging.CRITICAL))
+                                                       dashboard_address=":0", silence_logs=logging.CRITICAL))
             client = stack.enter_context(Client(cluster))
         description = client.scatter(text, broadcast=True, hash=False)
         window = 4 * max(1, len(client.scheduler_info().get("workers", {})))
