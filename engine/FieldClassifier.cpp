@@ -94,7 +94,7 @@ void FieldClassifier::Rank(const char* results, size_t length, bool verbose, Fas
     // The ranking is a function of the levels' bits: a field classified again keeps its ranking.
     const size_t bytes = m_levels.size() * sizeof(double);
     if (m_rankedLevels.size() == m_levels.size() &&
-        std::memcmp(m_rankedLevels.data(), m_levels.data(), bytes) == 0)
+        (bytes == 0 || std::memcmp(m_rankedLevels.data(), m_levels.data(), bytes) == 0))
         return;
     RankByFigure(m_levels.data(), states, m_ranking.data());
     m_rankedLevels = m_levels;
