@@ -12,6 +12,8 @@ namespace veltra {
 namespace {
 
 constexpr double kSmallestProbability = 1e-15;
+// No value: a result "-". A test has at most 255 values, one per character but "-".
+constexpr uint8_t kNone = 255;
 
 // A set of tests: one flag per test, in results order.
 using TestSet = std::vector<char>;
@@ -57,12 +59,13 @@ private:
     int32_t m_tests = 0;
     int32_t m_states = 0;
     std::vector<std::string> m_stateNames;
-    std::vector<int32_t> m_rowOf;  // test * 256 + result character: its row, -1 for none
-    std::vector<String> m_keys;    // row * states + state: the conditional key
+    std::vector<uint8_t> m_valueOf;  // test * 256 + result character: its value, kNone for none
+    std::vector<size_t> m_firstRow;  // test: the row of its first value
+    std::vector<String> m_keys;      // row * states + state: the conditional key
     // The test lines fold after fold, fold f's from m_begin[f] to m_begin[f + 1].
     std::vector<size_t> m_begin;
-    std::vector<int32_t> m_line;  // the line of each position
-    std::vector<int32_t> m_rows;  // position * tests + test: the row of its result, -1 for "-"
+    std::vector<int32_t> m_line;    // the line of each position
+    std::vector<uint8_t> m_values;  // position * tests + test: the value of its result, kNone for "-"
     size_t m_words = 1;
     std::vector<uint64_t> m_expected;  // position * words: bit s set when state s is expected
     std::vector<int32_t> m_first;      // the state of the first expected character, -1 for none
@@ -80,15 +83,20 @@ void Selector::Prepare()
     m_stateNames.clear();
     for (int32_t s = 0; s < m_states; ++s) m_stateNames.push_back(hypothesis.GetState(s).str());
 
-    m_rowOf.assign(tests * 256, -1);
+    m_valueOf.assign(tests * 256, kNone);
+    m_firstRow.clear();
     m_keys.clear();
     int32_t rows = 0;
     for (int32_t t = 0; t < m_tests; ++t) {
         const BayesTest& test = network.GetTest(t);
+        m_firstRow.push_back(static_cast<size_t>(rows));
         for (int32_t v = 0; v < test.GetValueCount(); ++v, ++rows) {
             const String& value = test.GetValue(v);
-            if (value.Length() == 1)
-                m_rowOf[static_cast<size_t>(t) * 256 + static_cast<unsigned char>(value[0])] = rows;
+            // (A test of more values than that, the rest of more than one character, has its
+            // further values scored as no result: only the choice of candidates can differ.)
+            if (value.Length() == 1 && v < kNone)
+                m_valueOf[static_cast<size_t>(t) * 256 + static_cast<unsigned char>(value[0])] =
+                    static_cast<uint8_t>(v);
             for (const std::string& state : m_stateNames)
                 m_keys.push_back(test.MakeKey(StateKey(String(state)), value));
         }
@@ -97,7 +105,7 @@ void Selector::Prepare()
     m_words = (states + 63) / 64;
     m_begin.assign(1, 0);
     m_line.clear();
-    m_rows.clear();
+    m_values.clear();
     m_expected.clear();
     m_first.clear();
     for (int32_t fold = 0; fold < m_folds.GetFolds(); ++fold) {
@@ -105,9 +113,8 @@ void Selector::Prepare()
             m_line.push_back(line);
             const std::string_view results = m_folds.Results(line), expected = m_folds.Expected(line);
             for (size_t t = 0; t < tests; ++t)
-                m_rows.push_back(t < results.size() && results[t] != '-'
-                                     ? m_rowOf[t * 256 + static_cast<unsigned char>(results[t])]
-                                     : -1);
+                m_values.push_back(
+                    t < results.size() ? m_valueOf[t * 256 + static_cast<unsigned char>(results[t])] : kNone);
             // Expected as the engine judges a line: the state's name is in the expected states.
             m_expected.resize(m_expected.size() + m_words, 0);
             uint64_t* bits = &m_expected[m_expected.size() - m_words];
@@ -227,21 +234,21 @@ void Selector::Scan(const TestSet& set, const std::vector<int32_t>& candidates, 
     for (size_t fold = 0; fold + 1 < m_begin.size(); ++fold) {
         const double* log = m_log[fold].data();
         for (size_t p = m_begin[fold]; p < m_begin[fold + 1]; ++p) {
-            const int32_t* rows = &m_rows[p * tests];
+            const uint8_t* values = &m_values[p * tests];
             const uint64_t* expected = &m_expected[p * m_words];
             std::copy(m_prior[fold].begin(), m_prior[fold].end(), base.begin());
             for (int32_t t : kept)
-                if (rows[t] >= 0) {
-                    const double* row = log + static_cast<size_t>(rows[t]) * states;
+                if (values[t] != kNone) {
+                    const double* row = log + (m_firstRow[static_cast<size_t>(t)] + values[t]) * states;
                     for (size_t s = 0; s < states; ++s) base[s] += row[s];
                 }
             const size_t baseWinner = states ? best(base.data()) : 0;
             for (size_t k = 0; k < candidates.size(); ++k) {
-                const int32_t r = rows[candidates[k]];
+                const size_t c = static_cast<size_t>(candidates[k]);
                 const double* score = base.data();
                 size_t winner = baseWinner;
-                if (r >= 0) {
-                    const double* row = log + static_cast<size_t>(r) * states;
+                if (values[c] != kNone) {
+                    const double* row = log + (m_firstRow[c] + values[c]) * states;
                     const double sign = adding ? 1.0 : -1.0;
                     for (size_t s = 0; s < states; ++s) scores[s] = base[s] + sign * row[s];
                     score = scores.data();

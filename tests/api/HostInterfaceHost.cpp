@@ -2,8 +2,8 @@
 // line of every failure, as statuses; nothing on the process's streams while every text reaches
 // the callbacks, the same texts the seven exports print; progress counts; what a network holds;
 // classification of one field and of many, equal to the bit to Analyze on a fresh engine; a load
-// that forgets what was classified before it; evaluation line by line; the versions. Prints one
-// line per failed check; exits 1 on any.
+// that forgets what was classified before it; evaluation line by line; cross-validation and test
+// selection; the versions. Prints one line per failed check; exits 1 on any.
 // Usage: HostInterfaceHost <test data directory>
 #include <cstring>
 #include <filesystem>
@@ -175,6 +175,27 @@ void Reasons(const std::string& data)
          [&](Host& h) { return veltra_engine_write_tests(h.engine, network.c_str(), nullptr, 1, "out.net"); },
          VELTRA_INVALID_ARGUMENT,
          "veltra_engine_write_tests: a pointer is null or the count is negative [:0]"},
+        {"cross-validation on a sample line that does not fit", nullptr,
+         [&](Host& h) {
+             return veltra_engine_cross_validate(h.engine, network.c_str(), (dir + "bad-samples.txt").c_str(),
+                                                 3, 0, 0, nullptr, nullptr, nullptr, nullptr);
+         },
+         VELTRA_FAILED, "Expected 2 test results but got 3 Results:yyy\n [<dir>bad-samples.txt:3]"},
+        {"one fold", nullptr,
+         [&](Host& h) {
+             return veltra_engine_cross_validate(h.engine, network.c_str(), network.c_str(), 1, 0, 0, nullptr,
+                                                 nullptr, nullptr, nullptr);
+         },
+         VELTRA_INVALID_ARGUMENT, "veltra_engine_cross_validate: the folds are fewer than 2 [:0]"},
+        {"the selection's arrays asked for", nullptr,
+         [&](Host& h) {
+             int32_t steps = 0, tests = 0, kept = 0;
+             const veltra_status status =
+                 veltra_engine_select_tests(h.engine, network.c_str(), (dir + "bad-samples.txt").c_str(), 3,
+                                            0, 0, 0, nullptr, &steps, nullptr, nullptr, &tests, &kept);
+             return steps == 3 && tests == 2 ? status : -1;
+         },
+         VELTRA_BUFFER_TOO_SMALL, " [:0]"},
 #if !defined(_WIN32)
         {"a full device", twoTests,
          [&](Host& h) {
@@ -504,6 +525,48 @@ void ThreadEnded(const std::string& data)
 }
 #endif
 
+// Cross-validation and selection on the same folds: every test line judged once, fold after
+// fold; progress up to its total; the description as loaded left in the engine; the selection's
+// first set judged as cross-validation judges it.
+void CrossValidation(const std::string& data)
+{
+    const std::string network = data + "/training/network.txt", samples = data + "/training/samples.txt";
+    Host h;
+    struct Seen {
+        int64_t lines = 0;
+        int32_t fold = 0;
+        bool ordered = true;
+    } seen;
+    const veltra_verdict_callback verdict = [](void* context, int32_t fold, int64_t, const char*, const char*,
+                                               int32_t count, const char*, const double*) {
+        Seen& s = *static_cast<Seen*>(context);
+        s.ordered = s.ordered && fold >= s.fold && count == 3;
+        s.fold = fold;
+        ++s.lines;
+    };
+    int64_t right[3], wrong[3];
+    const veltra_status status = veltra_engine_cross_validate(
+        h.engine, network.c_str(), samples.c_str(), 3, 7, VELTRA_CV_STRATIFIED, verdict, &seen, right, wrong);
+    const int64_t judged = right[0] + right[1] + right[2] + wrong[0] + wrong[1] + wrong[2];
+    veltra_network_info info;
+    veltra_network_get_info(h.engine, &info);
+    Check(
+        status == VELTRA_OK && seen.lines == 7 && judged == 7 && seen.ordered && !h.progress.empty() &&
+            h.progress.back().first == h.progress.back().second && info.probability_lines == 0,
+        "cross-validation: " + h.Reason() + " " + std::to_string(seen.lines) + " " + std::to_string(judged));
+
+    veltra_selection_step steps[3];
+    veltra_test_score scores[2];
+    int32_t kept[2], stepCount = 3, testCount = 2, keptCount = 0;
+    const veltra_status selected =
+        veltra_engine_select_tests(h.engine, network.c_str(), samples.c_str(), 3, 7, VELTRA_CV_STRATIFIED, 1,
+                                   steps, &stepCount, scores, kept, &testCount, &keptCount);
+    Check(selected == VELTRA_OK && stepCount == 2 && testCount == 2 && keptCount == 1 &&
+              steps[0].test == -1 && steps[0].right == right[0] + right[1] + right[2] &&
+              steps[1].tests == 1 && kept[0] != steps[1].test,
+          "selection: " + h.Reason());
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
@@ -518,6 +581,7 @@ int main(int argc, char** argv)
             Reasons(data);
             Introspection(data);
             TrainingInParts(data);
+            CrossValidation(data);
         });
     });
     Check(printed.empty() && err.empty(), "printed [" + printed + "] [" + err + "]");
