@@ -98,11 +98,6 @@ CrossValidation::CrossValidation(HostEngine& engine, const Options& options, Run
 {
 }
 
-CrossValidation::~CrossValidation()
-{
-    m_engine.SetSampleLines(nullptr);
-}
-
 std::string_view CrossValidation::Expected(int32_t line) const
 {
     const Line& l = m_lines[static_cast<size_t>(line)];
@@ -165,8 +160,8 @@ void CrossValidation::LoadModel(int32_t fold)
         for (int32_t line : FoldLines(fold)) m_engine.CountSamples(Expected(line), Results(line));
     });
     for (size_t i = 0; i < counts.size(); ++i) counts[i] = m_total[i] - counts[i];
-    // The trained file is the description, comments and the probability section; its comments
-    // change nothing when it is reloaded.
+    // What a training run writes and reloads: the description as read, then comment sections
+    // (its counts, its figures), which change nothing when it is reloaded, and the probabilities.
     std::string model = m_network + m_engine.ProbabilitySection(counts.data());
     m_engine.LoadText(String(model));
     if (m_options.keepModels) kept = std::move(model);

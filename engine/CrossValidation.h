@@ -125,7 +125,6 @@ public:
 
     // A run on `engine`, which it loads and trains; `progress` (may be null) is told of its passes.
     CrossValidation(HostEngine& engine, const Options& options, RunProgress* progress);
-    ~CrossValidation();
     CrossValidation(const CrossValidation&) = delete;
     CrossValidation& operator=(const CrossValidation&) = delete;
 

@@ -70,6 +70,19 @@ for program in host veltra; do
     done
 done
 
+# Cross-validation writes its figures whole at its end: stopped by Ctrl-C before, it leaves the
+# earlier file as it was.
+echo earlier >figures.json
+env --default-signal=INT "$veltra" cv --json figures.json network.txt many.txt >/dev/null 2>err.txt &
+pid=$!
+sleep 0.3
+kill -s INT $pid
+wait $pid
+status=$?
+[ $status = 130 ] || fail "veltra cv, SIGINT: status $status, not ended by SIGINT mid-run"
+[ "$(cat figures.json)" = earlier ] && ! compgen -G '.figures.json.*.tmp' >/dev/null ||
+    fail "veltra cv, SIGINT: the earlier figures were not kept"
+
 # starved WHAT PROGRAM JOB OUTPUT EARLIER [LIMIT]: the job into OUTPUT, which holds EARLIER, must
 # fail with the message alone and keep EARLIER, under a file-size limit of LIMIT KiB if given.
 starved() {
