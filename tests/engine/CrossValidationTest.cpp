@@ -18,8 +18,8 @@ const std::string kNetwork =
     "\"x,y,z,w\"\n";
 
 // `count` sample lines between comments and blank lines. State c is rare and never has a
-// separator, so that a fold's model meets a test never observed in a state (1/v) and values never
-// seen with a state (the floor); Length l is rare in state a; some lines expect two states.
+// separator, so that a fold's model meets a test never observed in a state (1/v); state a has
+// values it never shows (the floor) and Length l rarely; some lines of a expect b too.
 std::string Samples(uint32_t seed, int count)
 {
     std::mt19937 generator(seed);
@@ -29,7 +29,7 @@ std::string Samples(uint32_t seed, int count)
         const uint32_t draw = random() % 100;
         const char state = draw < 60 ? 'a' : draw < 97 ? 'b' : 'c';
         std::string expected(1, state);
-        if (random() % 10 == 0) expected = state == 'a' ? "ab" : "ba";
+        if (random() % 10 == 0 && state == 'a') expected = "ab";
         const char dig = random() % 5 == 0 ? 'y' : "yn"[state == 'a' ? 0 : 1];
         const char len =
             state == 'a' ? (random() % 300 == 0 ? 'l' : "sm"[random() % 2]) : "sml"[random() % 3];
@@ -139,6 +139,10 @@ TEST(CrossValidation, EachFoldIsTheTrainingRunOnTheOtherFolds)
                 reference.Train(network, dir.Write("others.txt", others), dir.File("fold.txt"), false);
                 reference.AnalyzeFile(dir.Write("judged.txt", judged), dir.File("judged-out.txt"));
             });
+            // Each fold's model meets a test never observed in a state, and the floor.
+            const std::string model = ReadFile(dir.File("fold.txt"));
+            EXPECT_NE(model.find("P(Sep=w|H=c) = 0.250000"), std::string::npos);
+            EXPECT_NE(model.find(") = 0.001000"), std::string::npos);
             EXPECT_EQ(reference.GetTally().correct, right[static_cast<size_t>(fold)]);
             EXPECT_EQ(reference.GetTally().wrong, wrong[static_cast<size_t>(fold)]);
             smallest = std::min(smallest, trained.evaluated.size());
@@ -151,7 +155,7 @@ TEST(CrossValidation, EachFoldIsTheTrainingRunOnTheOtherFolds)
             EXPECT_EQ(ranking.levels, expected.levels) << line;
         }
         // Blocks of K lines: the folds differ by one line at most (by one per stratum).
-        EXPECT_LE(largest - smallest, stratified ? 5u : 1u);
+        EXPECT_LE(largest - smallest, stratified ? 4u : 1u);
     }
 }
 
