@@ -59,7 +59,7 @@
 
 /* The version of this interface that this header describes; veltra_interface_version gives the
  * library's. A library of a higher version serves hosts built for a lower one. */
-#define VELTRA_HOST_INTERFACE_VERSION 1
+#define VELTRA_HOST_INTERFACE_VERSION 2
 
 #ifdef __cplusplus
 extern "C" {
@@ -207,6 +207,9 @@ VELTRA_HOST_API veltra_status VELTRA_HOST_CALL veltra_engine_evaluate(veltra_eng
                                                                       veltra_judged_callback judged,
                                                                       void* context, int64_t* right,
                                                                       int64_t* wrong);
+
+/* Since version 2 of this interface: cutting a network to chosen tests, cross-validation and test
+ * selection (the four functions below). */
 
 /* A network cut down to chosen tests. Naive Bayes counts and multiplies test by test: a network
  * trained on cut samples classifies a cut field exactly as the full network, trained on the full

@@ -35,7 +35,7 @@ usage="Usage: veltra COMMAND ?--quiet? ARGUMENTS...*Commands:*train NETWORK SAMP
 err_pattern=1 run usage "no command" 2 "" "$usage" ""
 run usage "help" 0 "$usage" "" "" --help
 run usage "-h" 0 "$usage" "" "" -h
-run usage "version" 0 "veltra 2.6.0 (host interface 1)"$'\n' "" "" --version
+run usage "version" 0 "veltra 2.6.0 (host interface 2)"$'\n' "" "" --version
 err_pattern=1 run usage "unknown command" 2 "" "veltra: unknown command frob"$'\n\n'"$usage" "" frob
 for command in train classify evaluate explain report check cut cv select; do
     run usage "$command --help" 0 "Usage: veltra $command *" "" "" "$command" x --help

@@ -61,7 +61,7 @@ static class EngineTest
 
     static void Main()
     {
-        Check(Engine.Version == "2.6.0" && Engine.InterfaceVersion == 1, "versions " + Engine.Version);
+        Check(Engine.Version == "2.6.0" && Engine.InterfaceVersion == 2, "versions " + Engine.Version);
 
         var messages = new List<KeyValuePair<MessageKind, string>>();
         var trained = new Engine((kind, text) => messages.Add(new KeyValuePair<MessageKind, string>(kind, text)));

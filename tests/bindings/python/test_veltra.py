@@ -20,7 +20,7 @@ import veltra
 if not __debug__:
     raise SystemExit("the checks are assertions: run without -O")
 assert "site-packages" in veltra.__file__, f"not the installed package: {veltra.__file__}"
-assert veltra.__version__ == "2.6.0" and veltra.interface_version == 1, veltra.__version__
+assert veltra.__version__ == "2.6.0" and veltra.interface_version == 2, veltra.__version__
 
 
 def bits(number):
