@@ -4,13 +4,16 @@
 // cv prints each fold's accuracy, their mean and standard deviation, and with --report the
 // evaluation report over every out-of-fold verdict, counted as veltra evaluate --report counts
 // the lines it judges. select prints the steps of the selection and each test's own figures.
-// Both write their figures as JSON with --json, whole at the end: a run stopped before (Ctrl-C
-// included) leaves an earlier file as it was.
+// Both write their figures as JSON with --json and as a page with --html, and select the
+// description of the tests it keeps with --write, each whole at the end: a run stopped before
+// (Ctrl-C included) leaves an earlier file as it was.
 #ifndef VELTRA_CLI_CROSSVALIDATION_H
 #define VELTRA_CLI_CROSSVALIDATION_H
 
 #include <cstdint>
 #include <string>
+
+#include "cli/StateNames.h"
 
 namespace veltra::cli {
 
@@ -28,6 +31,8 @@ struct CrossValidationRequest {
     FoldChoice folds;
     bool report = false;
     std::string json;  // "-": standard output
+    std::string html;  // the page, "-": standard output
+    StateNames names;
     bool quiet = false;
 };
 
@@ -37,7 +42,9 @@ struct SelectionRequest {
     FoldChoice folds;
     int32_t keep = 0;  // 0: the whole way, the best set kept
     bool forward = false;
-    std::string json;  // "-": standard output
+    std::string json;   // "-": standard output
+    std::string html;   // the page, "-": standard output
+    std::string write;  // the description of the tests kept, "-": standard output
     bool quiet = false;
 };
 

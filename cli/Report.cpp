@@ -305,13 +305,6 @@ std::string ReportJson(const ReportSource& source, const EvaluationFigures& figu
 
 namespace {
 
-bool WriteReportFile(Console& console, const std::string& path, const std::string& text)
-{
-    if (WriteWhole(path, text)) return true;
-    console.Error("cannot write " + path);
-    return false;
-}
-
 // Tells the evaluation of every judged line.
 void Judged(void* context, int64_t line, const char* expected, const char* results, int32_t count,
             const char* states, const double* probabilities)
@@ -334,6 +327,13 @@ bool AddTestContributions(const Engine& engine, const Evaluation& evaluation, co
 }
 
 }  // namespace
+
+bool WriteReportFile(Console& console, const std::string& path, const std::string& text)
+{
+    if (WriteWhole(path, text)) return true;
+    console.Error("cannot write " + path);
+    return false;
+}
 
 int MakeReport(Engine& engine, const ReportRequest& request)
 {

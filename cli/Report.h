@@ -68,6 +68,9 @@ struct ReportRequest {
 // Returns the command's exit status; on failure standard error says why.
 int MakeReport(Engine& engine, const ReportRequest& request);
 
+// Writes a report's file whole (see WriteWhole); false, standard error saying so, when it cannot.
+bool WriteReportFile(Console& console, const std::string& path, const std::string& text);
+
 // Text for JSON and for HTML, with the characters each gives meaning escaped.
 std::string JsonString(const std::string& text);
 std::string HtmlText(const std::string& text);

@@ -320,33 +320,223 @@ std::string MisclassifiedTable(const EvaluationFigures& figures)
     return page;
 }
 
+// The page's head, its heading and the files its figures come from.
+std::string PageStart(const std::string& heading, const ReportSource& source, const char* inputKind)
+{
+    std::string page = "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"/>";
+    page += "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\"/>";
+    page += "<title>" + heading + ": " + Text(source.input) + "</title><style>" + kStyle +
+            "</style></head>\n<body>\n";
+    return page + "<h1>" + heading + "</h1><p>Network <code>" + Text(source.network) + "</code>, " +
+           inputKind + " <code>" + Text(source.input) + "</code></p>\n";
+}
+
+// A headline figure: <b> holds the figure, the text before it names it.
+std::string Headline(const char* name, const std::string& path, const std::string& text)
+{
+    return std::string("<div>") + name + "<b data-json=\"" + Text(path) + "\">" + text + "</b></div>";
+}
+
+std::string Percent(int64_t right, int64_t lines)
+{
+    return lines > 0 ? Format("%.2f %%", static_cast<double>(right) * 100.0 / static_cast<double>(lines))
+                     : kUndefined;
+}
+
+// A point of an accuracy chart: its label under the axis, and its accuracy (a share) if any.
+struct ChartPoint {
+    std::string label;
+    int64_t right = 0;
+    int64_t lines = 0;
+};
+
+// Accuracies as a chart, as bars or as a line through the points, the axis from a tenth below
+// the lowest up to 1 so that differences of a point show; the point `mark` (if any) stands out
+// and `level` (if any) is a dashed line across. Labels longer than a slot are slanted.
+std::string AccuracyChart(const std::vector<ChartPoint>& points, bool bars, size_t mark, const double* level,
+                          const char* name)
+{
+    double lowest = 1.0, labels = 0;
+    for (const ChartPoint& point : points) {
+        if (point.lines > 0)
+            lowest = std::min(lowest, static_cast<double>(point.right) / static_cast<double>(point.lines));
+        labels = std::max(labels, 6.5 * static_cast<double>(point.label.size()));
+    }
+    if (level) lowest = std::min(lowest, *level);
+    const double floor = std::max(0.0, std::floor(lowest * 10 - 0.2) / 10);
+    const double slot = bars ? 30 : 40, left = 50, top = 10, size = 180;
+    const double slant = labels > slot - 4 ? 0.72 : 0, bottom = 24 + slant * labels;
+    const double width = left + slot * static_cast<double>(points.size()) + 14 + slant * labels;
+    const auto x = [&](size_t i) { return left + slot * (static_cast<double>(i) + 0.5); };
+    const auto y = [&](double share) { return top + size * (1 - (share - floor) / (1 - floor)); };
+    std::string svg = "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + Number(width) + "\" height=\"" +
+                      Number(top + size + bottom) + "\" role=\"img\" aria-label=\"" + name + "\">";
+    for (int t = static_cast<int>(std::lround(floor * 10)); t <= 10; ++t)
+        svg += "<line x1=\"" + Number(left) + "\" y1=\"" + Number(y(t / 10.0)) + "\" x2=\"" +
+               Number(left + slot * static_cast<double>(points.size())) + "\" y2=\"" + Number(y(t / 10.0)) +
+               "\" stroke=\"#eaeef2\"/><text x=\"" + Number(left - 6) + "\" y=\"" + Number(y(t / 10.0) + 4) +
+               "\" text-anchor=\"end\" class=\"muted\">" + Format("%.0f %%", t * 10.0) + "</text>";
+    std::string line;
+    for (size_t i = 0; i < points.size(); ++i) {
+        const ChartPoint& point = points[i];
+        const std::string lx = Number(x(i)), ly = Number(top + size + 14);
+        svg += "<text x=\"" + lx + "\" y=\"" + ly + "\"" +
+               (slant > 0 ? " text-anchor=\"end\" transform=\"rotate(-45 " + lx + " " + ly + ")\""
+                          : " text-anchor=\"middle\"") +
+               ">" + Text(point.label) + "</text>";
+        if (point.lines <= 0) continue;
+        const double share = static_cast<double>(point.right) / static_cast<double>(point.lines);
+        const std::string title =
+            "<title>" + Text(point.label) + ": " + Percent(point.right, point.lines) + "</title>";
+        const char* colour = i == mark ? "#c4302b" : "#1f6fb2";
+        if (bars) {
+            svg += "<rect x=\"" + Number(x(i) - slot / 2 + 3) + "\" y=\"" + Number(y(share)) + "\" width=\"" +
+                   Number(slot - 6) + "\" height=\"" + Number(top + size - y(share)) + "\" fill=\"" +
+                   (i == mark ? colour : "#9ec5e8") + "\">" + title + "</rect>";
+        } else {
+            line += (line.empty() ? "" : " ") + Number(x(i)) + "," + Number(y(share));
+            svg += "<circle cx=\"" + Number(x(i)) + "\" cy=\"" + Number(y(share)) + "\" r=\"" +
+                   (i == mark ? "6" : "4") + "\" fill=\"" + colour + "\">" + title + "</circle>";
+        }
+    }
+    if (!line.empty())
+        svg += "<polyline points=\"" + line + "\" fill=\"none\" stroke=\"#1f6fb2\" stroke-width=\"1.5\"/>";
+    if (level)
+        svg += "<line x1=\"" + Number(left) + "\" y1=\"" + Number(y(*level)) + "\" x2=\"" +
+               Number(left + slot * static_cast<double>(points.size())) + "\" y2=\"" + Number(y(*level)) +
+               "\" stroke=\"#c4302b\" stroke-dasharray=\"5 3\"/>";
+    return "<div class=\"scroll\">" + svg + "</svg></div>";
+}
+
+std::string FoldSection(const FoldFigures& folds)
+{
+    std::vector<ChartPoint> points;
+    std::string table =
+        "<table class=\"compact\"><tr><th>Fold</th><th>Lines</th><th>Right</th><th>"
+        "Accuracy</th></tr>";
+    for (size_t f = 0; f < folds.lines.size(); ++f) {
+        points.push_back({std::to_string(f + 1), folds.right[f], folds.lines[f]});
+        const std::string path = "cross_validation.per_fold." + std::to_string(f) + ".";
+        table += "<tr>" + Cell(path + "fold", std::to_string(f + 1)) +
+                 Cell(path + "lines", std::to_string(folds.lines[f])) +
+                 Cell(path + "right", std::to_string(folds.right[f])) +
+                 Cell(path + "accuracy", Percent(folds.right[f], folds.lines[f])) + "</tr>";
+    }
+    std::string section = "<div class=\"summary\">";
+    section += Headline("Folds", "cross_validation.folds", std::to_string(folds.folds));
+    section += Headline("Seed", "cross_validation.seed", std::to_string(folds.seed));
+    section += Headline("Mean accuracy", "cross_validation.mean_accuracy",
+                        folds.measured ? Format("%.2f %%", folds.mean * 100) : kUndefined);
+    section += Headline("Standard deviation", "cross_validation.accuracy_deviation",
+                        folds.measured ? Format("%.2f %%", folds.deviation * 100) : kUndefined);
+    section += "</div>\n<div class=\"row\"><div>" +
+               AccuracyChart(points, true, SIZE_MAX, folds.measured ? &folds.mean : nullptr, "Folds") +
+               "</div><div class=\"scroll\">" + table + "</table></div></div>\n";
+    return section + "<p class=\"note\">Each fold's lines judged by the network trained on the other folds" +
+           (folds.stratified ? ", the folds drawn within each expected-states text" : std::string()) +
+           "; the dashed line is the mean over the folds with lines, the standard deviation in "
+           "percentage points. The figures above the folds are those of every out-of-fold verdict "
+           "together.</p>\n";
+}
+
 }  // namespace
 
+std::string SelectionPage(const ReportSource& source, const SelectionFigures& selection)
+{
+    const auto tag = [&](int32_t test) {
+        return test < 0 ? std::string(kUndefined) : selection.tags[static_cast<size_t>(test)];
+    };
+    const veltra_selection_step& first = selection.steps.front();
+    const veltra_selection_step& chosen = selection.steps[selection.chosen];
+    std::string page = PageStart("Veltra test selection", source, "labelled samples");
+    page += "<div class=\"summary\">";
+    page += Headline("Folds", "folds", std::to_string(selection.folds));
+    page += Headline("Seed", "seed", std::to_string(selection.seed));
+    page += Headline("Test lines", "lines", std::to_string(first.right + first.wrong));
+    page += Headline("Step kept", "chosen_step", std::to_string(selection.chosen));
+    page += Headline("Its accuracy", "steps." + std::to_string(selection.chosen) + ".accuracy",
+                     Percent(chosen.right, chosen.right + chosen.wrong));
+    page += "</div>\n";
+
+    std::vector<ChartPoint> points;
+    std::string table =
+        "<table class=\"compact\"><tr><th>Step</th><th class=\"left\">" +
+        std::string(selection.forward ? "Added" : "Dropped") +
+        "</th><th>Tests</th><th>Right</th><th>Wrong</th><th>Accuracy</th><th>Log loss</th></tr>";
+    for (size_t s = 0; s < selection.steps.size(); ++s) {
+        const veltra_selection_step& step = selection.steps[s];
+        points.push_back({step.test < 0 ? (selection.forward ? "none" : "all") : tag(step.test), step.right,
+                          step.right + step.wrong});
+        const std::string path = "steps." + std::to_string(s) + ".";
+        table += std::string(s == selection.chosen ? "<tr style=\"font-weight:600\">" : "<tr>") +
+                 Cell(path + "step", std::to_string(s)) + "<td class=\"left\">" + Text(tag(step.test)) +
+                 "</td>" + Cell(path + "tests", std::to_string(step.tests)) +
+                 Cell(path + "right", std::to_string(step.right)) +
+                 Cell(path + "wrong", std::to_string(step.wrong)) +
+                 Cell(path + "accuracy", Percent(step.right, step.right + step.wrong)) +
+                 Cell(path + "log_loss", ShareText(step.log_loss)) + "</tr>";
+    }
+    page += "<h2>Steps</h2><div class=\"row\"><div>" +
+            AccuracyChart(points, false, selection.chosen, nullptr, "Selection steps") +
+            "</div><div class=\"scroll\">" + table + "</table></div></div>\n";
+    page += std::string("<p class=\"note\">") +
+            (selection.forward ? "Forward selection: each step adds the test whose adding gives"
+                               : "Backward elimination: each step drops the test whose leaving out gives") +
+            " the best cross-validated accuracy, ties going to the lower log loss. The figures of a step "
+            "are those of cross-validating the network restricted to its tests. The step kept is in red and "
+            "bold.</p>\n";
+
+    page += "<h2>Tests kept</h2><p>";
+    for (size_t k = 0; k < selection.kept.size(); ++k)
+        page += (k ? " " : "") + std::string("<code data-json=\"kept.") + std::to_string(k) + "\">" +
+                std::to_string(selection.kept[k]) + "</code>&#160;" + Text(tag(selection.kept[k]));
+    page += "</p>\n";
+
+    double most = 0;
+    for (const veltra_test_score& score : selection.scores) most = std::max(most, score.mutual_information);
+    std::string tests =
+        "<div class=\"scroll\"><table><tr><th>#</th><th class=\"left\">Test</th><th>"
+        "Information (bits)</th><th>Right without</th><th>Accuracy without</th><th>Drop</th>"
+        "<th>Log loss without</th></tr>";
+    for (size_t t = 0; t < selection.scores.size(); ++t) {
+        const veltra_test_score& score = selection.scores[t];
+        const std::string path = "tests." + std::to_string(t) + ".";
+        tests += "<tr>" + Cell(path + "test", std::to_string(t)) + "<td class=\"left\">" +
+                 Text(selection.tags[t]) + "</td>" +
+                 Bar(most > 0 ? 100 * score.mutual_information / most : 0, true, "#2da44e",
+                     path + "mutual_information", ShareText(score.mutual_information)) +
+                 Cell(path + "right_without", std::to_string(score.right_without)) +
+                 Cell(path + "accuracy_without",
+                      Percent(score.right_without, score.right_without + score.wrong_without)) +
+                 Cell(path + "accuracy_drop", Format("%.2f %%", score.accuracy_drop * 100)) +
+                 Cell(path + "log_loss_without", ShareText(score.log_loss_without)) + "</tr>";
+    }
+    page += "<h2>Each test</h2>" + tests + "</table></div>\n";
+    page +=
+        "<p class=\"note\">Information: the test's mutual information with the state, from the counts of "
+        "all samples; the bar is its share of the highest. Without: cross-validating every test but this "
+        "one. Drop: how far the accuracy falls without the test, in percentage points (below zero, the "
+        "network does better without it).</p>\n";
+    return page + "</body></html>\n";
+}
+
 std::string ReportPage(const ReportSource& source, const EvaluationFigures& figures,
-                       const std::vector<TestFigures>& tests)
+                       const std::vector<TestFigures>& tests, const FoldFigures* folds)
 {
     const double lines = static_cast<double>(figures.lines);
     const bool any = figures.lines > 0;
-    std::string page = "<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"/>";
-    page += "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\"/>";
-    page += "<title>Veltra report: " + Text(source.input) + "</title><style>" + kStyle +
-            "</style></head>\n<body>\n";
-    page += "<h1>Veltra report</h1><p>Network <code>" + Text(source.network) +
-            "</code>, labelled fields <code>" + Text(source.input) + "</code></p>\n";
-
-    // The headline figures: <b> holds the figure, the text before it names it.
-    auto headline = [](const char* name, const char* path, const std::string& text) {
-        return std::string("<div>") + name + "<b data-json=\"" + path + "\">" + text + "</b></div>";
-    };
+    std::string page = PageStart(folds ? "Veltra cross-validation" : "Veltra report", source,
+                                 folds ? "labelled samples" : "labelled fields");
     page += "<div class=\"summary\">";
-    page += headline("Test lines", "lines", std::to_string(figures.lines));
-    page += headline("Right", "right", std::to_string(figures.right));
+    page += Headline("Test lines", "lines", std::to_string(figures.lines));
+    page += Headline("Right", "right", std::to_string(figures.right));
     page +=
-        headline("Accuracy", "accuracy",
+        Headline("Accuracy", "accuracy",
                  any ? Format("%.2f %%", static_cast<double>(figures.right) * 100.0 / lines) : kUndefined);
-    page += headline("Log loss", "log_loss", any ? ShareText(figures.logLoss) : kUndefined);
-    page += headline("Brier score", "brier_score", any ? ShareText(figures.brier) : kUndefined);
+    page += Headline("Log loss", "log_loss", any ? ShareText(figures.logLoss) : kUndefined);
+    page += Headline("Brier score", "brier_score", any ? ShareText(figures.brier) : kUndefined);
     page += "</div>\n";
+    if (folds) page += "<h2>Folds</h2>" + FoldSection(*folds);
 
     page += "<div class=\"row\"><div><h2>Confusion matrix</h2><div class=\"scroll\">" + HeatMap(figures) +
             "</div></div>";
@@ -367,6 +557,10 @@ std::string ReportPage(const ReportSource& source, const EvaluationFigures& figu
         "network "
         "keeps the dots on the dashed diagonal.</p>\n";
 
+    if (folds) {
+        page += "<h2>Misclassified lines</h2>" + MisclassifiedTable(figures);
+        return page + "</body></html>\n";
+    }
     page += "<h2>Tests</h2>" + TestTable(tests);
     page += std::string("<p class=\"note\">Change: ") + kChangeMeaning +
             "; veltra explain shows it for one field, here it is its mean size over the lines where the "

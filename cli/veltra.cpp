@@ -28,8 +28,8 @@ namespace {
 
 using namespace veltra::cli;
 
-// The options of a command line: flags, the files of --json and --html, the states' names and
-// numbers.
+// The options of a command line: flags, the files of --json, --html and --write, the states'
+// names and numbers.
 struct Options {
     bool tsv = false;
     bool report = false;
@@ -37,6 +37,7 @@ struct Options {
     bool forward = false;
     std::string json;
     std::string html;
+    std::string write;
     StateNames names;
     FoldChoice folds;
     int32_t keep = 0;
@@ -55,10 +56,8 @@ const char* const kUsage =
     "                                        report on a labelled file, as a page with --html\n"
     "  check NETWORK                         load a network description, list its states and tests\n"
     "  cut NETWORK CHOSEN INPUT OUTPUT       cut a labelled file to the tests of CHOSEN\n"
-    "  cv [--folds K] [--seed N] [--stratified] [--report] [--json FILE] NETWORK SAMPLES\n"
-    "                                        cross-validate a network on labelled samples\n"
-    "  select [--folds K] [--seed N] [--keep N] [--forward] [--json FILE] NETWORK SAMPLES\n"
-    "                                        choose the tests to keep by cross-validation\n"
+    "  cv [OPTIONS] NETWORK SAMPLES          cross-validate a network on labelled samples\n"
+    "  select [OPTIONS] NETWORK SAMPLES      choose the tests to keep by cross-validation\n"
     "\n"
     "Results go to standard output; progress (on a terminal), warnings and errors to standard\n"
     "error; --quiet leaves errors only. \"-\" reads standard input or writes standard output\n"
@@ -164,8 +163,8 @@ const char* const kCutHelp =
     "CHOSEN trained on cut samples classifies a cut field exactly as NETWORK, trained on the\n"
     "full samples, classifies the field with the other tests' results \"-\".\n";
 const char* const kCvHelp =
-    "Usage: veltra cv [--folds K] [--seed N] [--stratified] [--report] [--json FILE] [--quiet]\n"
-    "                 NETWORK SAMPLES\n"
+    "Usage: veltra cv [--folds K] [--seed N] [--stratified] [--report] [--json FILE] [--html FILE]\n"
+    "                 [--names LIST] [--quiet] NETWORK SAMPLES\n"
     "\n"
     "Cross-validates the network described in NETWORK on the labelled test lines of SAMPLES:\n"
     "the lines are split into K folds (10 unless --folds), and each fold is judged by the\n"
@@ -182,11 +181,15 @@ const char* const kCvHelp =
     "              holds its share of each.\n"
     "--report      then prints the report of 'veltra evaluate --report' over every out-of-fold\n"
     "              verdict (see 'veltra evaluate --help').\n"
-    "--json FILE   writes the report's figures and each fold's to FILE as JSON.\n";
+    "--json FILE   writes the report's figures and each fold's to FILE as JSON.\n"
+    "--html FILE   writes them as a page: the report's (see 'veltra report --help') with a chart\n"
+    "              of the folds' accuracies in place of the tests' contributions.\n"
+    "--names LIST  names the states in the report, as in 'veltra evaluate'.\n"
+    "The misclassified lines of the report are the sample file's, in file order.\n";
 
 const char* const kSelectHelp =
     "Usage: veltra select [--folds K] [--seed N] [--stratified] [--keep N] [--forward]\n"
-    "                     [--json FILE] [--quiet] NETWORK SAMPLES\n"
+    "                     [--json FILE] [--html FILE] [--write FILE] [--quiet] NETWORK SAMPLES\n"
     "\n"
     "Chooses which tests of the network described in NETWORK to keep, by cross-validated\n"
     "accuracy on the labelled test lines of SAMPLES (folds as in 'veltra cv'). Backward\n"
@@ -205,7 +208,11 @@ const char* const kSelectHelp =
     "--folds K, --seed N, --stratified\n"
     "              the folds, as for 'veltra cv'.\n"
     "--json FILE   writes the steps, the tests kept (by place in the results, from 0) and each\n"
-    "              test's figures to FILE as JSON.\n";
+    "              test's figures to FILE as JSON.\n"
+    "--html FILE   writes them as a page, the steps as a chart.\n"
+    "--write FILE  writes the description of the network with the tests kept only, in their\n"
+    "              order, its other lines as NETWORK has them; 'veltra cut NETWORK FILE ...'\n"
+    "              then cuts sample and evaluation files to its tests.\n";
 
 // Whether the two names are one and the same file, however spelt or linked.
 bool SameFile(const std::string& a, const std::string& b)
@@ -425,16 +432,22 @@ int CutCommand(const std::vector<std::string>& args, const Options& options)
 int CvCommand(const std::vector<std::string>& args, const Options& options)
 {
     Console console("cv", options.quiet);
-    if (Overwrites(console, options.json, {args[0], args[1]})) return 1;
-    return CrossValidate({args[0], args[1], options.folds, options.report, options.json, options.quiet});
+    if (Overwrites(console, options.json, {args[0], args[1], options.html}) ||
+        Overwrites(console, options.html, {args[0], args[1]}))
+        return 1;
+    return CrossValidate({args[0], args[1], options.folds, options.report, options.json, options.html,
+                          options.names, options.quiet});
 }
 
 int SelectCommand(const std::vector<std::string>& args, const Options& options)
 {
     Console console("select", options.quiet);
-    if (Overwrites(console, options.json, {args[0], args[1]})) return 1;
-    return SelectTests(
-        {args[0], args[1], options.folds, options.keep, options.forward, options.json, options.quiet});
+    if (Overwrites(console, options.json, {args[0], args[1], options.html, options.write}) ||
+        Overwrites(console, options.html, {args[0], args[1], options.write}) ||
+        Overwrites(console, options.write, {args[0], args[1]}))
+        return 1;
+    return SelectTests({args[0], args[1], options.folds, options.keep, options.forward, options.json,
+                        options.html, options.write, options.quiet});
 }
 
 struct Command {
@@ -459,9 +472,10 @@ const Command kCommands[] = {
     {"report", kReportHelp, 2, 2, "--html= --json= --names=", false, ReportCommand},
     {"check", kCheckHelp, 1, 1, "", false, CheckCommand},
     {"cut", kCutHelp, 4, 4, "", false, CutCommand},
-    {"cv", kCvHelp, 2, 2, "--folds# --seed# --stratified --report --json=", false, CvCommand},
-    {"select", kSelectHelp, 2, 2, "--folds# --seed# --stratified --keep# --forward --json=", false,
-     SelectCommand},
+    {"cv", kCvHelp, 2, 2, "--folds# --seed# --stratified --report --json= --html= --names=", false,
+     CvCommand},
+    {"select", kSelectHelp, 2, 2,
+     "--folds# --seed# --stratified --keep# --forward --json= --html= --write=", false, SelectCommand},
 };
 
 // Whether `arg` is one of the command's options, and what follows it: nothing, a file name ('=')
@@ -554,7 +568,7 @@ int Run(const Command& command, int argc, char** argv)
                 if (!options.names.Parse(argv[++i], problem)) return Usage(command, "--names: " + problem);
                 continue;
             }
-            (arg == "--json" ? options.json : options.html) = argv[++i];
+            (arg == "--json" ? options.json : arg == "--html" ? options.html : options.write) = argv[++i];
         } else if (!command.takesResults && arg.size() > 1 && arg[0] == '-') {
             return Usage(command, "unknown option " + arg);
         } else {

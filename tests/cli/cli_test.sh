@@ -182,7 +182,7 @@ run cut "output is the network" 1 "" $'veltra cut: the output network.txt would 
 run cut "output is the input" 1 "" $'veltra cut: Output would overwrite an input file: ./eval.txt\n' "" cut network.txt blank.txt eval.txt ./eval.txt
 # Cross-validation and test selection: each fold (or step) as the library reports it, the samples
 # refused as training refuses them, the folds the same for the same seed, the JSON readable.
-cv_usage="Usage: veltra cv [--folds K] [--seed N] [--stratified] [--report] [--json FILE] [--quiet]"
+cv_usage="Usage: veltra cv [--folds K] [--seed N] [--stratified] [--report] [--json FILE] [--html FILE]"
 run cv "one line a fold" 0 "Fold      Lines      Right  Accuracy"$'\n'"   1          1  *"$'\n'"   4          1  *"$'\n\n'"Mean accuracy: *over 4 folds"$'\n'"All folds: ? of 4 lines right, *" "" "" cv --folds 4 network.txt samples.txt
 run cv "folds without lines" 0 "*"$'\n'"   ?          0          0         -"$'\n'"*"$'\n\n'"Mean accuracy: *over 4 folds"$'\n'"*" "" "" cv network.txt samples.txt
 run cv "report" 0 "*All folds: *"$'\n\n'"Report: 4 test lines, * right*Calibration*" "" "" cv --report --folds 2 --seed 3 network.txt samples.txt
@@ -195,6 +195,9 @@ run cv "figures over the network" 1 "" $'veltra cv: writing network.txt would ov
 run select "down to one test" 0 "Backward elimination by 10-fold cross-validation (seed 0) on 4 test lines: 2 tests down to 1"$'\n\n'"Step  Dropped  *"$'\n'"   1  *      1  *  kept"$'\n\n'"Kept: 1 test (step 1): *Each test: *"$'\n'"   1  Digits  *"$'\n'"   2  Blank   *" "" "" select --keep 1 network.txt samples.txt
 run select "refused sample line" 1 "" $'veltra select: bad.txt, line 3: Expected 2 test results but got 3 Results:yyy\n' "" select network.txt bad.txt
 run select "more tests than the network" 1 "" $'veltra select: cannot keep 3 tests: network.txt has 2\n' "" select --keep 3 network.txt samples.txt
+run select "the kept network to standard output" 0 "*Kept: 1 test (step 1): Digits*# Two states, two tests, not trained."$'\n'"H = Kind \"d,n\""$'\n'"Digits = Has digits \"y,n\""$'\n' "" "" select --keep 1 --write - network.txt samples.txt
+run select "the kept network over the samples" 1 "" $'veltra select: writing samples.txt would overwrite a file the command reads or writes\n' "" select --write samples.txt network.txt samples.txt
+run cv "a name for no state" 2 "" $'veltra cv: --names: x is no state of network.txt (its states: d n)\n' "" cv --names x=ex network.txt samples.txt
 if in_group cv; then
     "$veltra" cv --stratified --seed 9 --folds 3 network.txt samples.txt >first.txt 2>&1 &&
         "$veltra" cv --stratified --seed 9 --folds 3 --json cv.json network.txt samples.txt >again.txt 2>&1 &&

@@ -3,9 +3,11 @@
 # files by veltra cut; veltra train and veltra evaluate on the cut files must judge every field as
 # the full network trained on the full samples judges it with the other tests' results "-", to
 # the last digit of every verdict line. A trained description cut the same way judges alike
-# without training again. Failures of the description function are rows of their own.
+# without training again. Failures of the description function are rows of their own. The network
+# veltra select keeps (--write) cross-validates on the cut samples to the figures of its step.
 # Usage: cut_test.py VELTRA LIBRARY SOURCE_DIR
 import ctypes
+import json
 import re
 import subprocess
 import sys
@@ -76,6 +78,20 @@ if __name__ == "__main__":
             if len(chosen) == 8:
                 assert (WORK / "chosen.txt").read_bytes() == (fields / "network.txt").read_bytes()
                 assert (WORK / "train-cut.txt").read_bytes() == (fields / "train.txt").read_bytes()
+        # The selection's kept network, written by select --write, cross-validates on the cut
+        # samples to the figures the selection printed for its step.
+        for keep in (["--keep", "3"], ["--keep", "6"], []):
+            veltra("select", "--quiet", "--json", "selection.json", "--write", "kept.txt", *keep,
+                   fields / "network.txt", fields / "train.txt")
+            selection = json.loads((WORK / "selection.json").read_text())
+            step = selection["steps"][selection["chosen_step"]]
+            veltra("cut", "--quiet", fields / "network.txt", "kept.txt", fields / "train.txt", "train-kept.txt")
+            veltra("cv", "--quiet", "--json", "cv.json", "kept.txt", "train-kept.txt")
+            cv = json.loads((WORK / "cv.json").read_text())
+            assert (cv["right"], cv["lines"] - cv["right"]) == (step["right"], step["wrong"]), (keep, cv, step)
+            assert abs(cv["log_loss"] - step["log_loss"]) < 1e-12, (keep, cv["log_loss"], step["log_loss"])
+            tags = re.findall(r"^(\w+)\s*=", (WORK / "kept.txt").read_text(), flags=re.M)[1:]
+            assert tags == selection["kept_tags"], (keep, tags)
         for positions, reason in REFUSED:
             assert write_tests(fields / "network.txt", positions, WORK / "refused.txt") == (1, reason), positions
             assert not (WORK / "refused.txt").exists(), positions

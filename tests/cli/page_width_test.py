@@ -1,8 +1,9 @@
-# The report's page on a phone: headless Chromium lays out the page that veltra report --html
-# writes in a frame 360 px wide, as a phone's browser would, and the page must be no wider than
-# the frame (wide tables and diagrams scroll inside their own boxes). The frame stands in for the
-# window, which Chromium does not make narrower than 500 px. The example's network is trained and
-# reported on with long state names; a screenshot of the frame is checked to be 360 px wide too.
+# The pages on a phone: headless Chromium lays out each page that veltra report, cv and select
+# write with --html in a frame 360 px wide, as a phone's browser would, and the page must be no
+# wider than the frame (wide tables and diagrams scroll inside their own boxes). The frame stands
+# in for the window, which Chromium does not make narrower than 500 px. The example's network is
+# trained, reported on and cross-validated with long state names, and its tests selected; a
+# screenshot of a frame is checked to be 360 px wide too.
 # Skipped (exit 77) without Chromium.
 # Usage: page_width_test.py VELTRA SOURCE_DIR
 import html
@@ -49,14 +50,19 @@ if __name__ == "__main__":
         work = Path(name)
         subprocess.run([VELTRA, "train", "--quiet", fields / "network.txt", fields / "train.txt", "trained.txt"],
                        cwd=work, check=True)
-        subprocess.run([VELTRA, "report", "--quiet", "--names", NAMES, "--html", "page.html", "trained.txt",
+        subprocess.run([VELTRA, "report", "--quiet", "--names", NAMES, "--html", "report.html", "trained.txt",
                         fields / "eval.txt"], cwd=work, check=True, capture_output=True)
-        frame = framed(work, work / "page.html")
-        widths = re.search(r'data-widths="(\d+) (\d+)"', chromium(work, "--dump-dom", frame.as_uri()))
-        assert widths, "the probe did not run"
-        frame_width, laid_out = map(int, widths.groups())
-        assert frame_width == WIDTH, f"the frame is {frame_width} px wide, not {WIDTH}"
-        assert laid_out <= WIDTH, f"the page is {laid_out} px wide in a {WIDTH} px frame"
+        subprocess.run([VELTRA, "cv", "--quiet", "--names", NAMES, "--html", "cv.html", fields / "network.txt",
+                        fields / "train.txt"], cwd=work, check=True, capture_output=True)
+        subprocess.run([VELTRA, "select", "--quiet", "--html", "select.html", fields / "network.txt",
+                        fields / "train.txt"], cwd=work, check=True, capture_output=True)
+        for page in ("report", "cv", "select"):
+            frame = framed(work, work / f"{page}.html")
+            widths = re.search(r'data-widths="(\d+) (\d+)"', chromium(work, "--dump-dom", frame.as_uri()))
+            assert widths, f"{page}: the probe did not run"
+            frame_width, laid_out = map(int, widths.groups())
+            assert frame_width == WIDTH, f"{page}: the frame is {frame_width} px wide, not {WIDTH}"
+            assert laid_out <= WIDTH, f"{page}: the page is {laid_out} px wide in a {WIDTH} px frame"
         chromium(work, f"--screenshot={work / 'page.png'}", frame.as_uri())
         png = (work / "page.png").read_bytes()
         assert png[:8] == b"\x89PNG\r\n\x1a\n" and struct.unpack(">I", png[16:20])[0] == WIDTH, "the screenshot"

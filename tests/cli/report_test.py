@@ -1,6 +1,7 @@
-# The page of veltra report --html against the JSON of the same run, on kinds.txt (whose figures
-# cli_test.sh holds worked by hand): the page must be well-formed XML and hold everything it shows; every element marked data-json shows the figure at that path of
-# the JSON as the page prints it; and every figure of the JSON is shown.
+# The pages of veltra report, cv and select (--html) against the JSON of the same run, the
+# report's on kinds.txt (whose figures cli_test.sh holds worked by hand): each page must be
+# well-formed XML and hold everything it shows; every element marked data-json shows the figure at
+# that path of the JSON as the page prints it; and every figure of the JSON is shown.
 # Usage: report_test.py VELTRA SOURCE_DIR
 import json
 import re
@@ -13,7 +14,8 @@ from pathlib import Path
 # The JSON's names and labels, which the page shows as headings, not as figures.
 LABELS = (r"network|input|network_states|states\.\d+|per_state\.\d+\.(state|name)"
           r"|calibration\.\d+\.(from|to|right)|tests\.\d+\.(tag|description)"
-          r"|misclassified\.\d+\.(expected|results|most_probable|runner_up)")
+          r"|misclassified\.\d+\.(expected|results|most_probable|runner_up)"
+          r"|cross_validation\.stratified|direction|stratified|keep|steps\.\d+\.(test|tag)|kept_tags\.\d+")
 # What would make the page fetch or run anything.
 FOREIGN = r"<(script|link|img|iframe|object|embed)\b|\s(src|href|on\w+)=|url\(|@import"
 
@@ -40,20 +42,22 @@ def veltra(work, *args):
     subprocess.run([VELTRA, *args], cwd=work, check=True, capture_output=True)
 
 
-def check_page(work, network, labelled):
-    veltra(work, "report", "--json", "f.json", "--html", "p.html", network, labelled)
+def check_page(work, *command):
+    veltra(work, *command[:1], "--json", "f.json", "--html", "p.html", *command[1:])
     figures, page = flat(json.loads((work / "f.json").read_text())), (work / "p.html").read_text("utf-8")
-    assert page.startswith("<!DOCTYPE html>\n") and not re.search(FOREIGN, page), f"{network}: the page"
+    assert page.startswith("<!DOCTYPE html>\n") and not re.search(FOREIGN, page), f"{command}: the page"
     elements = ElementTree.fromstring(page).iterfind(".//*[@data-json]")  # well-formed XML
     shown = {element.get("data-json"): "".join(element.itertext()) for element in elements}
     wrong = {path: text for path, text in shown.items() if text != page_text(figures.get(path), text)}
-    assert not wrong, f"{network}: shown otherwise than the JSON says: {wrong}"
+    assert not wrong, f"{command}: shown otherwise than the JSON says: {wrong}"
     missing = {path for path in figures if not re.fullmatch(LABELS, path)} - shown.keys()
-    assert not missing, f"{network}: not on the page: {sorted(missing)}"
+    assert not missing, f"{command}: not on the page: {sorted(missing)}"
 
 
 if __name__ == "__main__":
     VELTRA, source = Path(sys.argv[1]).resolve(), Path(sys.argv[2]).resolve()
-    data = source / "tests/cli/data"
+    data, fields = source / "tests/cli/data", source / "examples/fields"
     with tempfile.TemporaryDirectory() as name:
-        check_page(Path(name), data / "kinds.txt", data / "labelled.txt")
+        check_page(Path(name), "report", data / "kinds.txt", data / "labelled.txt")
+        check_page(Path(name), "cv", "--names", "d=date", fields / "network.txt", fields / "train.txt")
+        check_page(Path(name), "select", "--keep", "3", fields / "network.txt", fields / "train.txt")
