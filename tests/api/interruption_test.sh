@@ -70,18 +70,23 @@ for program in host veltra; do
     done
 done
 
-# Cross-validation writes its figures whole at its end: stopped by Ctrl-C before, it leaves the
-# earlier file as it was.
-echo earlier >figures.json
-env --default-signal=INT "$veltra" cv --json figures.json network.txt many.txt >/dev/null 2>err.txt &
-pid=$!
-sleep 0.3
-kill -s INT $pid
-wait $pid
-status=$?
-[ $status = 130 ] || fail "veltra cv, SIGINT: status $status, not ended by SIGINT mid-run"
-[ "$(cat figures.json)" = earlier ] && ! compgen -G '.figures.json.*.tmp' >/dev/null ||
-    fail "veltra cv, SIGINT: the earlier figures were not kept"
+# Cross-validation and selection write their figures, pages and chosen network whole at their
+# end: stopped by Ctrl-C before, they leave the earlier files as they were.
+for job in "cv --json figures.json --html page.html" "select --json figures.json --html page.html --write kept.txt"; do
+    for file in figures.json page.html kept.txt; do echo earlier >$file; done
+    # shellcheck disable=SC2086
+    env --default-signal=INT "$veltra" $job network.txt many.txt >/dev/null 2>err.txt &
+    pid=$!
+    sleep 0.3
+    kill -s INT $pid
+    wait $pid
+    status=$?
+    [ $status = 130 ] || fail "veltra ${job%% *}, SIGINT: status $status, not ended by SIGINT mid-run"
+    for file in figures.json page.html kept.txt; do
+        [ "$(cat $file)" = earlier ] && ! compgen -G ".$file.*.tmp" >/dev/null ||
+            fail "veltra ${job%% *}, SIGINT: the earlier $file was not kept"
+    done
+done
 
 # starved WHAT PROGRAM JOB OUTPUT EARLIER [LIMIT]: the job into OUTPUT, which holds EARLIER, must
 # fail with the message alone and keep EARLIER, under a file-size limit of LIMIT KiB if given.
