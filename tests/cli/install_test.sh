@@ -25,7 +25,7 @@ done
 fields=$source/examples/fields
 for host in host/veltra_embed embed-pc; do
     "$work/$host" "$fields/network.txt" "$fields/train.txt" "$work/trained.txt" nbxut0nn anmd-15n yy >"$work/embed.out" 2>"$work/embed.err"
-    [ "$(cat "$work/embed.out")" = $'Veltra 2.6.0, host interface 1\n  End of training.\n  Number of sample lists processed: 1\n  Total sample count: 2000\nTrained on 2000 samples, 12 warnings\nnbxut0nn: n 1.0000\nanmd-15n: p 0.9708\nyy: not classified' ] &&
+    [ "$(cat "$work/embed.out")" = $'Veltra 2.6.0, host interface 2\n  End of training.\n  Number of sample lists processed: 1\n  Total sample count: 2000\nTrained on 2000 samples, 12 warnings\nnbxut0nn: n 1.0000\nanmd-15n: p 0.9708\nyy: not classified' ] &&
         grep -q '^field 3: Expected 8 test results but got 2' "$work/embed.err" ||
         { echo "FAIL: $host, built against the installation"; cat "$work/embed.out" "$work/embed.err"; exit 1; }
 done
