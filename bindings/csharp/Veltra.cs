@@ -52,8 +52,8 @@ namespace Veltra
             Line = line;
         }
 
-        /// <summary>The operation that failed: load_file, load_text, classify, classify_many, train or
-        /// evaluate.</summary>
+        /// <summary>The operation that failed: load_file, load_text, classify, classify_many, train,
+        /// evaluate, write_tests, cut, cross_validate or select_tests.</summary>
         public string Call { get; private set; }
 
         /// <summary>The library's reason, without a line end.</summary>
@@ -291,6 +291,172 @@ namespace Veltra
         }
     }
 
+    /// <summary>An out-of-fold verdict of <see cref="Engine.CrossValidate"/>: a test line of the
+    /// sample file judged by the model trained on the other folds.</summary>
+    public sealed class FoldVerdict
+    {
+        internal FoldVerdict(int fold, long line, string expected, string results, StateProbability[] ranking)
+        {
+            Fold = fold;
+            Line = line;
+            Expected = expected;
+            Results = results;
+            Ranking = Array.AsReadOnly(ranking);
+        }
+
+        /// <summary>The line's fold, from 0.</summary>
+        public int Fold { get; private set; }
+
+        /// <summary>The line's number in the sample file.</summary>
+        public long Line { get; private set; }
+
+        /// <summary>The line's expected states.</summary>
+        public string Expected { get; private set; }
+
+        /// <summary>The line's test results, full stops removed.</summary>
+        public string Results { get; private set; }
+
+        /// <summary>Every state with its probability, at full precision, most probable first.</summary>
+        public IReadOnlyList<StateProbability> Ranking { get; private set; }
+    }
+
+    /// <summary>The figures of <see cref="Engine.CrossValidate"/>, fold by fold. Accuracies are
+    /// shares (0.9 for 90 %), as the command's JSON gives them.</summary>
+    public sealed class CrossValidation
+    {
+        internal CrossValidation(long[] right, long[] wrong)
+        {
+            Right = Array.AsReadOnly(right);
+            Wrong = Array.AsReadOnly(wrong);
+            var accuracies = new double[right.Length];
+            var judged = new List<double>();
+            long allRight = 0, allWrong = 0;
+            for (int f = 0; f < right.Length; ++f) {
+                accuracies[f] = Selection.Share(right[f], wrong[f]);
+                if (right[f] + wrong[f] > 0) judged.Add(accuracies[f]);
+                allRight += right[f];
+                allWrong += wrong[f];
+            }
+            Accuracies = Array.AsReadOnly(accuracies);
+            // Summed as the command sums them, so that the figures are the same to the bit.
+            double mean = 0, squares = 0;
+            foreach (double accuracy in judged) mean += accuracy / judged.Count;
+            foreach (double accuracy in judged) squares += (accuracy - mean) * (accuracy - mean);
+            Mean = judged.Count > 0 ? mean : double.NaN;
+            StandardDeviation = judged.Count > 1 ? Math.Sqrt(squares / (judged.Count - 1))
+                                : judged.Count == 1 ? 0 : double.NaN;
+            Overall = Selection.Share(allRight, allWrong);
+        }
+
+        /// <summary>The test lines of each fold judged right.</summary>
+        public IReadOnlyList<long> Right { get; private set; }
+
+        /// <summary>The test lines of each fold judged wrong.</summary>
+        public IReadOnlyList<long> Wrong { get; private set; }
+
+        /// <summary>Each fold's accuracy; NaN for a fold without lines.</summary>
+        public IReadOnlyList<double> Accuracies { get; private set; }
+
+        /// <summary>The mean of the accuracies of the folds with lines; NaN when none has any.</summary>
+        public double Mean { get; private set; }
+
+        /// <summary>The sample standard deviation of the accuracies of the folds with lines: 0 for one
+        /// such fold, NaN for none.</summary>
+        public double StandardDeviation { get; private set; }
+
+        /// <summary>The lines of all folds judged right, of all their lines; NaN without lines.</summary>
+        public double Overall { get; private set; }
+    }
+
+#pragma warning disable 0649  // written by the library
+    /// <summary>A step of <see cref="Engine.SelectTests"/>: the test dropped (or added) and the
+    /// cross-validated figures of the set after it. (Laid out as the library's
+    /// veltra_selection_step, which it is written as.)</summary>
+    [StructLayout(LayoutKind.Sequential)]
+    public struct SelectionStep
+    {
+        private int m_test, m_tests;
+        private long m_right, m_wrong;
+        private double m_logLoss;
+
+        /// <summary>The test dropped or added, in results order from 0; -1 for the first set.</summary>
+        public int Test { get { return m_test; } }
+
+        /// <summary>The number of tests in the set after the step.</summary>
+        public int Tests { get { return m_tests; } }
+
+        /// <summary>Out-of-fold test lines judged right with the set.</summary>
+        public long Right { get { return m_right; } }
+
+        /// <summary>Out-of-fold test lines judged wrong with the set.</summary>
+        public long Wrong { get { return m_wrong; } }
+
+        /// <summary>The share judged right; NaN without lines.</summary>
+        public double Accuracy { get { return Selection.Share(m_right, m_wrong); } }
+
+        /// <summary>The mean of -ln p of the true state (the most probable state when it is expected,
+        /// else the first expected state), p at least 1e-15.</summary>
+        public double LogLoss { get { return m_logLoss; } }
+    }
+
+    /// <summary>What <see cref="Engine.SelectTests"/> tells of one test. (Laid out as the library's
+    /// veltra_test_score, which it is written as.)</summary>
+    [StructLayout(LayoutKind.Sequential)]
+    public struct TestScore
+    {
+        private double m_mutualInformation, m_accuracyDrop;
+        private long m_rightWithout, m_wrongWithout;
+        private double m_logLossWithout;
+
+        /// <summary>The mutual information, in bits, between the test's value and the state, over the
+        /// samples in which the test was observed (all samples).</summary>
+        public double MutualInformation { get { return m_mutualInformation; } }
+
+        /// <summary>The accuracy of every test less that of every test but this one, as a share
+        /// (0.01: one point).</summary>
+        public double AccuracyDrop { get { return m_accuracyDrop; } }
+
+        /// <summary>Out-of-fold test lines judged right with every test but this one.</summary>
+        public long RightWithout { get { return m_rightWithout; } }
+
+        /// <summary>Out-of-fold test lines judged wrong with every test but this one.</summary>
+        public long WrongWithout { get { return m_wrongWithout; } }
+
+        /// <summary>The accuracy with every test but this one, as a share; NaN without lines.</summary>
+        public double AccuracyWithout { get { return Selection.Share(m_rightWithout, m_wrongWithout); } }
+
+        /// <summary>The log loss with every test but this one, as <see cref="SelectionStep.LogLoss"/>.</summary>
+        public double LogLossWithout { get { return m_logLossWithout; } }
+    }
+#pragma warning restore 0649
+
+    /// <summary>The result of <see cref="Engine.SelectTests"/>: its steps, the tests of the set it
+    /// kept and a score per test.</summary>
+    public sealed class Selection
+    {
+        internal Selection(SelectionStep[] steps, int[] kept, TestScore[] scores)
+        {
+            Steps = Array.AsReadOnly(steps);
+            Kept = Array.AsReadOnly(kept);
+            Scores = Array.AsReadOnly(scores);
+        }
+
+        /// <summary>The first set (<see cref="SelectionStep.Test"/> -1), then one entry per step.</summary>
+        public IReadOnlyList<SelectionStep> Steps { get; private set; }
+
+        /// <summary>The tests of the set kept, in results order from 0: what
+        /// <see cref="Engine.WriteTests"/> takes.</summary>
+        public IReadOnlyList<int> Kept { get; private set; }
+
+        /// <summary>One score per test of the network, in results order.</summary>
+        public IReadOnlyList<TestScore> Scores { get; private set; }
+
+        internal static double Share(long right, long wrong)
+        {
+            return right + wrong > 0 ? (double)right / (right + wrong) : double.NaN;
+        }
+    }
+
     /// <summary>One engine of the library. <c>new Engine()</c> is empty, ready for
     /// <see cref="Train"/>; <see cref="FromFile(string)"/> and <see cref="FromText(string)"/> give
     /// one holding a network. Loading or training answers from the network just loaded: nothing
@@ -519,6 +685,149 @@ namespace Veltra
             return new Verdicts((int)right, (int)wrong);
         }
 
+        /// <summary>Writes to <paramref name="output"/> the description file <paramref name="network"/>
+        /// holding only the tests at the positions <paramref name="tests"/> (in results order from 0,
+        /// each once, in any order; <see cref="Selection.Kept"/> gives such positions). Its other
+        /// lines are kept as they are and where they are. The engine's network stays as it is.</summary>
+        /// <exception cref="VeltraFileException">A file cannot be read or written.</exception>
+        /// <exception cref="VeltraLineException">A line of the description does not fit.</exception>
+        /// <exception cref="VeltraException">A position is outside the tests or listed twice, or none is
+        /// given.</exception>
+        public void WriteTests(string network, IEnumerable<int> tests, string output)
+        {
+            Texts.RequirePath(network, "network");
+            if (tests == null) throw new ArgumentNullException("tests");
+            Texts.RequirePath(output, "output");
+            int[] positions = new List<int>(tests).ToArray();
+            lock (m_lock) {
+                Run("write_tests", Kind.Line, null, NativeMethods.Ok,
+                    () => NativeMethods.veltra_engine_write_tests(m_handle, network, positions, positions.Length,
+                                                                  output));
+            }
+        }
+
+        /// <summary>Cuts the labelled file <paramref name="input"/> (samples or an evaluation's input)
+        /// to the tests of the description file <paramref name="chosen"/>, written by
+        /// <see cref="WriteTests"/> from the network this engine holds, and writes it to
+        /// <paramref name="output"/>. Every test line keeps the results of the chosen tests; every
+        /// other line is copied as it is. Returns the number of test lines cut.</summary>
+        /// <exception cref="VeltraFileException">A file cannot be read or written.</exception>
+        /// <exception cref="VeltraLineException">A test line does not fit the network.</exception>
+        /// <exception cref="VeltraException">A test of <paramref name="chosen"/> is none of the
+        /// network's, or out of its order.</exception>
+        public long Cut(string chosen, string input, string output)
+        {
+            Texts.RequirePath(chosen, "chosen");
+            Texts.RequirePath(input, "input");
+            Texts.RequirePath(output, "output");
+            long cut = 0;
+            lock (m_lock) {
+                Run("cut", Kind.Line, null, NativeMethods.Ok,
+                    () => NativeMethods.veltra_engine_cut(m_handle, chosen, input, output, out cut));
+            }
+            return cut;
+        }
+
+        /// <summary>Cross-validates <paramref name="network"/> on the test lines of
+        /// <paramref name="samples"/>: <paramref name="folds"/> times trained on all folds but one and
+        /// judged on that one, each fold's model exactly what <see cref="Train"/> writes for the other
+        /// folds' lines. The folds follow from the file and <paramref name="seed"/> alone (with
+        /// <paramref name="stratified"/>, within each expected-states text), as the command's
+        /// <c>veltra cv</c> makes them. Afterwards the engine holds <paramref name="network"/> as
+        /// <see cref="LoadFile"/> loads it.</summary>
+        /// <param name="network">The description to train.</param>
+        /// <param name="samples">The sample file.</param>
+        /// <param name="folds">The number of folds, at least 2.</param>
+        /// <param name="seed">The seed of the folds' shuffle.</param>
+        /// <param name="stratified">Whether each expected-states text is spread over the folds apart.</param>
+        /// <param name="progress">Told of the sample lines read, then of the test lines judged.</param>
+        /// <param name="verdict">Told of every out-of-fold verdict, fold after fold, on the calling
+        /// thread; null: none.</param>
+        /// <exception cref="VeltraFileException">A file cannot be read.</exception>
+        /// <exception cref="VeltraLineException">A line of a file does not fit.</exception>
+        public CrossValidation CrossValidate(string network, string samples, int folds = 10, ulong seed = 0,
+                                             bool stratified = false, IProgress<LineProgress> progress = null,
+                                             Action<FoldVerdict> verdict = null)
+        {
+            Texts.RequirePath(network, "network");
+            Texts.RequirePath(samples, "samples");
+            if (folds < 2) throw new ArgumentOutOfRangeException("folds", "at least 2 folds");
+            var right = new long[folds];
+            var wrong = new long[folds];
+            NativeMethods.VerdictCallback told = null;
+            if (verdict != null)
+                told = (context, fold, line, expected, results, count, states, probabilities) => Guarded(() => {
+                    var ranking = new StateProbability[count];
+                    var values = new double[count];
+                    Marshal.Copy(probabilities, values, 0, count);
+                    for (int i = 0; i < count; ++i)
+                        ranking[i] = new StateProbability((char)Marshal.ReadByte(states, i), values[i]);
+                    verdict(new FoldVerdict(fold, line, Texts.FromNative(expected), Texts.FromNative(results),
+                                            ranking));
+                });
+            int flags = stratified ? NativeMethods.CvStratified : 0;
+            Load("cross_validate",
+                 () => NativeMethods.veltra_engine_cross_validate(m_handle, network, samples, folds, seed, flags,
+                                                                  told, IntPtr.Zero, right, wrong),
+                 progress);
+            GC.KeepAlive(told);
+            return new CrossValidation(right, wrong);
+        }
+
+        /// <summary>Chooses the tests of <paramref name="network"/> by cross-validated accuracy on
+        /// <paramref name="samples"/>, on the folds of <see cref="CrossValidate"/> with the same
+        /// <paramref name="folds"/>, <paramref name="seed"/> and <paramref name="stratified"/>. Greedy
+        /// backward elimination drops, step after step, the test whose leaving out gives the best
+        /// accuracy (with <paramref name="forward"/>, forward selection adds the test whose adding
+        /// does), ties going to the lower log loss, then to the earlier test. It stops at
+        /// <paramref name="keep"/> tests; with 0 it goes all the way and keeps the best set met (the
+        /// highest accuracy, then the lowest log loss, then the fewest tests). Afterwards the engine
+        /// holds <paramref name="network"/> as <see cref="LoadFile"/> loads it.</summary>
+        /// <param name="network">The description whose tests are chosen.</param>
+        /// <param name="samples">The sample file.</param>
+        /// <param name="folds">The number of folds, at least 2.</param>
+        /// <param name="seed">The seed of the folds' shuffle.</param>
+        /// <param name="stratified">Whether each expected-states text is spread over the folds apart.</param>
+        /// <param name="forward">Forward selection instead of backward elimination.</param>
+        /// <param name="keep">The number of tests to stop at; 0: all the way, keeping the best set.</param>
+        /// <param name="progress">Told of the sample lines read, then of the passes over the test lines.</param>
+        /// <exception cref="VeltraFileException">A file cannot be read.</exception>
+        /// <exception cref="VeltraLineException">A line of a file does not fit.</exception>
+        public Selection SelectTests(string network, string samples, int folds = 10, ulong seed = 0,
+                                     bool stratified = false, bool forward = false, int keep = 0,
+                                     IProgress<LineProgress> progress = null)
+        {
+            Texts.RequirePath(network, "network");
+            Texts.RequirePath(samples, "samples");
+            if (folds < 2) throw new ArgumentOutOfRangeException("folds", "at least 2 folds");
+            if (keep < 0) throw new ArgumentOutOfRangeException("keep", "no negative number of tests");
+            int flags = (stratified ? NativeMethods.CvStratified : 0) | (forward ? NativeMethods.SelectForward : 0);
+            int stepCount = 0, testCount = 0, keptCount = 0;
+            lock (m_lock) {
+                try {
+                    // The arrays' sizes first: the library gives them once it has loaded the network,
+                    // before it reads the samples.
+                    Run("select_tests", Kind.Line, null, NativeMethods.BufferTooSmall,
+                        () => NativeMethods.veltra_engine_select_tests(m_handle, network, samples, folds, seed, flags,
+                                                                       keep, null, ref stepCount, null, null,
+                                                                       ref testCount, out keptCount));
+                    var steps = new SelectionStep[stepCount];
+                    var scores = new TestScore[Math.Max(testCount, 1)];
+                    var kept = new int[scores.Length];
+                    Run("select_tests", Kind.Line, progress, NativeMethods.Ok,
+                        () => NativeMethods.veltra_engine_select_tests(m_handle, network, samples, folds, seed, flags,
+                                                                       keep, steps, ref stepCount, scores, kept,
+                                                                       ref testCount, out keptCount));
+                    Array.Resize(ref steps, stepCount);
+                    Array.Resize(ref scores, testCount);
+                    Array.Resize(ref kept, keptCount);
+                    return new Selection(steps, kept, scores);
+                } finally {
+                    Refresh();
+                }
+            }
+        }
+
         /// <summary>Destroys the engine, once a call running on it (from another thread) has
         /// returned. Disposing twice does nothing; any other use afterwards throws
         /// ObjectDisposedException.</summary>
@@ -645,20 +954,21 @@ namespace Veltra
 
         private void OnMessage(IntPtr context, int kind, IntPtr text)
         {
-            if (m_messages == null || m_callbackError != null) return;
-            try {
-                m_messages((MessageKind)kind, Texts.Readable(text));
-            } catch (Exception e) {
-                // An exception cannot cross the library: it is kept and thrown when the call returns.
-                m_callbackError = e;
-            }
+            if (m_messages != null) Guarded(() => m_messages((MessageKind)kind, Texts.Readable(text)));
         }
 
         private void OnProgress(IntPtr context, long done, long total)
         {
-            if (m_progress == null || m_callbackError != null) return;
+            if (m_progress != null) Guarded(() => m_progress.Report(new LineProgress(done, total)));
+        }
+
+        // Runs a host's callback for the library. An exception cannot cross the library: the first
+        // is kept and thrown when the call returns, and the callbacks after it are not run.
+        private void Guarded(Action callback)
+        {
+            if (m_callbackError != null) return;
             try {
-                m_progress.Report(new LineProgress(done, total));
+                callback();
             } catch (Exception e) {
                 m_callbackError = e;
             }
@@ -759,6 +1069,7 @@ namespace Veltra
         private const CallingConvention Convention = CallingConvention.Cdecl;
 
         internal const int Ok = 0, Failed = 1, InvalidArgument = 2, BufferTooSmall = 3, Busy = 4, OutOfMemory = 5;
+        internal const int CvStratified = 1, SelectForward = 2;
 
 #pragma warning disable 0649  // written by the library
         [StructLayout(LayoutKind.Sequential)]
@@ -774,6 +1085,10 @@ namespace Veltra
 
         [UnmanagedFunctionPointer(CallingConvention.Cdecl)]
         internal delegate void ProgressCallback(IntPtr context, long done, long total);
+
+        [UnmanagedFunctionPointer(CallingConvention.Cdecl)]
+        internal delegate void VerdictCallback(IntPtr context, int fold, long line, IntPtr expected, IntPtr results,
+                                               int count, IntPtr states, IntPtr probabilities);
 
         [DllImport(Library, CallingConvention = Convention, ExactSpelling = true)]
         internal static extern IntPtr veltra_version();
@@ -854,5 +1169,38 @@ namespace Veltra
                                                           [MarshalAs(UnmanagedType.LPStr)] string output,
                                                           IntPtr judged, IntPtr context, out long right,
                                                           out long wrong);
+
+        [DllImport(Library, CallingConvention = Convention, CharSet = CharSet.Ansi, ExactSpelling = true,
+                   BestFitMapping = false, ThrowOnUnmappableChar = true)]
+        internal static extern int veltra_engine_write_tests(EngineHandle engine,
+                                                             [MarshalAs(UnmanagedType.LPStr)] string network,
+                                                             int[] tests, int count,
+                                                             [MarshalAs(UnmanagedType.LPStr)] string output);
+
+        [DllImport(Library, CallingConvention = Convention, CharSet = CharSet.Ansi, ExactSpelling = true,
+                   BestFitMapping = false, ThrowOnUnmappableChar = true)]
+        internal static extern int veltra_engine_cut(EngineHandle engine,
+                                                     [MarshalAs(UnmanagedType.LPStr)] string chosen,
+                                                     [MarshalAs(UnmanagedType.LPStr)] string input,
+                                                     [MarshalAs(UnmanagedType.LPStr)] string output, out long cut);
+
+        [DllImport(Library, CallingConvention = Convention, CharSet = CharSet.Ansi, ExactSpelling = true,
+                   BestFitMapping = false, ThrowOnUnmappableChar = true)]
+        internal static extern int veltra_engine_cross_validate(EngineHandle engine,
+                                                                [MarshalAs(UnmanagedType.LPStr)] string network,
+                                                                [MarshalAs(UnmanagedType.LPStr)] string samples,
+                                                                int folds, ulong seed, int flags,
+                                                                VerdictCallback verdict, IntPtr context,
+                                                                [Out] long[] right, [Out] long[] wrong);
+
+        [DllImport(Library, CallingConvention = Convention, CharSet = CharSet.Ansi, ExactSpelling = true,
+                   BestFitMapping = false, ThrowOnUnmappableChar = true)]
+        internal static extern int veltra_engine_select_tests(EngineHandle engine,
+                                                              [MarshalAs(UnmanagedType.LPStr)] string network,
+                                                              [MarshalAs(UnmanagedType.LPStr)] string samples,
+                                                              int folds, ulong seed, int flags, int keep,
+                                                              [Out] SelectionStep[] steps, ref int stepCount,
+                                                              [Out] TestScore[] scores, [Out] int[] kept,
+                                                              ref int testCount, out int keptCount);
     }
 }
