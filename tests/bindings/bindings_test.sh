@@ -95,9 +95,10 @@ csharp)
         { fail "compiling (Debian: mono-mcs, mono-runtime)"; exit 1; }
     # DllImport("VeltraHost") finds the packaged libVeltraHost.so through the library path. The
     # runtime takes its locale from the environment: a decimal-comma one, when the machine has it.
-    # Neither the test nor the library may print anything, natively or through the runtime.
-    LD_LIBRARY_PATH=$native LC_ALL=${VELTRA_COMMA_LOCALE:-${LC_ALL:-}} mono EngineTest.exe >mono.out 2>mono.err ||
-        fail "the .NET package"
+    # Neither the test nor the library may print anything, natively or through the runtime. The test
+    # runs the command (VELTRA_COMMAND) for the figures of cross-validation and test selection.
+    VELTRA_COMMAND=$veltra LD_LIBRARY_PATH=$native LC_ALL=${VELTRA_COMMA_LOCALE:-${LC_ALL:-}} mono EngineTest.exe \
+        >mono.out 2>mono.err || fail "the .NET package"
     [ ! -s mono.out ] && [ ! -s mono.err ] || { fail "output on the console"; head -20 mono.out mono.err; }
     ;;
 dask)

@@ -3,14 +3,19 @@
 // are held to. For each line NAME LOAD of "cases", the network NAME.net loaded that way must answer
 // every line of NAME.in with the line ReferenceHost (a C host of the same interface) wrote to
 // NAME.expected, one field at a time and all at once. Then the failures with their reasons,
-// evaluation, progress, messages and introspection, texts as bytes, and Dispose during a call.
+// cross-validation and test selection against the command (VELTRA_COMMAND), cutting a network to
+// chosen tests, evaluation, progress, messages and introspection, texts as bytes, and Dispose
+// during a call.
 // Prints nothing: the script holds the process's output (the library's included) to be empty.
 // Stops at the first failed check, throwing an exception that names it.
 using System;
 using System.Collections.Generic;
+using System.Diagnostics;
+using System.Globalization;
 using System.IO;
 using System.Linq;
 using System.Text;
+using System.Text.RegularExpressions;
 using System.Threading;
 using Veltra;
 
@@ -94,12 +99,64 @@ static class EngineTest
             Check(string.Concat(many) == expected, string.Join(" ", row) + " many");
         }
 
+        // Cross-validation and test selection give the command's figures on the same folds. Each row:
+        // the command's arguments, what its JSON holds at a pattern, and the same numbers, in the
+        // same order, from the engine's result.
+        const string full = "network.txt", samples = "train.txt";
+        const string validated = "\"mean_accuracy\": (\\S+), \"accuracy_deviation\": (\\S+),|" +
+                                 "\"fold\": \\d+, \"lines\": (\\d+), \"right\": (\\d+)";
+        const string selected = "\"test\": (null|\\d+), \"tag\": [^,]*, \"tests\": (\\d+), " +
+                                "\"right\": (\\d+), \"wrong\": (\\d+), \"accuracy\": [^,]*, \"log_loss\": ([^}]*)|" +
+                                "\"kept\": \\[([^\\]]*)|\"mutual_information\": ([^,]*), \"accuracy_drop\": ([^,]*), " +
+                                "\"right_without\": (\\d+), \"accuracy_without\": [^,]*, \"log_loss_without\": ([^}]*)";
+        var validator = new Engine();
+        var verdicts = new List<FoldVerdict>();
+        var validating = new Reports();
+        CrossValidation first = null;
+        Selection selection = null;
+        var agreements = new List<Tuple<string, string, Func<string>>> {
+            Tuple.Create<string, string, Func<string>>("cv --folds 5 --seed 7", validated, () => Figures(
+                first = validator.CrossValidate(full, samples, 5, 7, false, validating, verdicts.Add))),
+            Tuple.Create<string, string, Func<string>>("cv --folds 4 --seed 3 --stratified", validated,
+                () => Figures(validator.CrossValidate(full, samples, 4, 3, stratified: true))),
+            Tuple.Create<string, string, Func<string>>("select --keep 4 --folds 3", selected,
+                () => Figures(selection = validator.SelectTests(full, samples, 3, keep: 4))),
+            Tuple.Create<string, string, Func<string>>("select --forward --stratified --seed 9", selected,
+                () => Figures(validator.SelectTests(full, samples, seed: 9, stratified: true, forward: true))),
+        };
+        foreach (var row in agreements) {
+            string json = Command(row.Item1 + " --quiet --json figures.json " + full + " " + samples, "figures.json");
+            Check(row.Item3() == Numbers(json, row.Item2), row.Item1);
+        }
+        // Every verdict told once, fold after fold, judged right where the command counts it right.
+        Check(verdicts.Count == 2000 && verdicts.Zip(verdicts.Skip(1), (a, b) => a.Fold <= b.Fold).All(x => x) &&
+              verdicts.Count(v => v.Expected.IndexOf(v.Ranking[0].State) >= 0) == first.Right.Sum() &&
+              validating.Seen.Last().Done == validating.Seen.Last().Total, "the verdicts and progress of cv");
+        Check(validator.States.SequenceEqual(trained.States) && validator.Tests.Count == 8, "the network kept");
+
+        // The tests kept, written out, and the samples cut to them: the cut network trains, and
+        // classifies a cut field exactly as the full one classifies it with the other results "-".
+        validator.WriteTests(full, selection.Kept, "kept.txt");
+        Check(validator.Cut("kept.txt", samples, "kept-train.txt") == 2000, "test lines cut");
+        using (var kept = new Engine()) {
+            Check(kept.Train("kept.txt", "kept-train.txt", "kept.net") == 2000 &&
+                  kept.Tests.Select(t => t.Tag).SequenceEqual(selection.Kept.Select(t => trained.Tests[t].Tag)),
+                  "the cut network trained");
+            foreach (string results in File.ReadAllLines("trained.in").Where(f => f.Length == 8).Take(100)) {
+                string cut = string.Concat(selection.Kept.Select(t => results[t]));
+                var masked = results.Select((c, t) => selection.Kept.Contains(t) ? c : '-');
+                Check(Line("", kept.Classify(cut)) == Line("", trained.Classify(string.Concat(masked))),
+                      "the cut field " + results);
+            }
+        }
+
         // Failures: the exception's type and its message (null: the runtime words it).
         var round = Engine.FromFile("round.net");
         var disposed = Engine.FromFile("round.net");
         disposed.Dispose();
         disposed.Dispose();  // again: nothing happens
         File.WriteAllText("bad.txt", ";TESTS\td\tyn\n;TESTS\tn\tyyy\n");
+        const string refused = "bad.txt, line 2: Expected 2 test results but got 3";
         var failures = new List<Tuple<Action, Type, string>> {
             Tuple.Create<Action, Type, string>(() => Engine.FromFile("missing.txt"), typeof(VeltraFileException),
                 "load_file: Cannot open file: missing.txt"),
@@ -116,6 +173,16 @@ static class EngineTest
                 "classify: Expected 2 test results but got 3. Test results:\nyyy"),
             Tuple.Create<Action, Type, string>(() => round.ClassifyMany(new[] { "yn", "y" }, strict: true),
                 typeof(VeltraFieldException), "classify_many: Expected 2 test results but got 1. Test results:\ny"),
+            Tuple.Create<Action, Type, string>(() => new Engine().CrossValidate("round.net", "bad.txt", 2),
+                typeof(VeltraLineException), "cross_validate: " + refused + " Results:yyy"),
+            Tuple.Create<Action, Type, string>(() => new Engine().SelectTests("round.net", "bad.txt", 2),
+                typeof(VeltraLineException), "select_tests: " + refused + " Results:yyy"),
+            Tuple.Create<Action, Type, string>(() => round.Cut("round.net", "bad.txt", "out.txt"),
+                typeof(VeltraLineException), "cut: " + refused + ". Test results:\nyyy"),
+            Tuple.Create<Action, Type, string>(() => round.WriteTests("round.net", new[] { 1, 1 }, "out.txt"),
+                typeof(VeltraException), "write_tests: round.net: Test 1 is chosen twice"),
+            Tuple.Create<Action, Type, string>(() => round.CrossValidate("round.net", "train.txt", 1),
+                typeof(ArgumentOutOfRangeException), null),
             Tuple.Create<Action, Type, string>(() => new Engine().Classify("yn"), typeof(VeltraException),
                 "classify: Network has not been initialized yet"),
             Tuple.Create<Action, Type, string>(() => disposed.Evaluate("network.txt", "out.txt"),
@@ -130,6 +197,9 @@ static class EngineTest
             // A callback's exception comes out of the call that made it.
             Tuple.Create<Action, Type, string>(() => round.Evaluate("decoy.txt", null, new Throwing()),
                 typeof(TimeoutException), "from the progress"),
+            Tuple.Create<Action, Type, string>(() => round.CrossValidate("round.net", "decoy.txt", 2,
+                verdict: v => { throw new TimeoutException("from the verdict"); }), typeof(TimeoutException),
+                "from the verdict"),
         };
         foreach (var failure in failures) {
             Exception caught = null;
@@ -184,6 +254,49 @@ static class EngineTest
     sealed class Throwing : IProgress<LineProgress>
     {
         public void Report(LineProgress value) { throw new TimeoutException("from the progress"); }
+    }
+
+    // Runs the command with `arguments`, its output held, and returns the text it wrote to `output`.
+    static string Command(string arguments, string output)
+    {
+        var start = new ProcessStartInfo(Environment.GetEnvironmentVariable("VELTRA_COMMAND"), arguments) {
+            UseShellExecute = false, RedirectStandardOutput = true, RedirectStandardError = true,
+        };
+        using (Process process = Process.Start(start)) {
+            string said = process.StandardOutput.ReadToEnd() + process.StandardError.ReadToEnd();
+            process.WaitForExit();
+            Check(process.ExitCode == 0, "veltra " + arguments + ": " + said);
+        }
+        return File.ReadAllText(output);
+    }
+
+    // The numbers that the groups of `pattern` capture in `json`, in order (null as -1), as doubles.
+    static string Numbers(string json, string pattern)
+    {
+        return Numbers(from Match match in Regex.Matches(json, pattern)
+                       from Group captured in match.Groups.Cast<Group>().Skip(1)
+                       from Match number in Regex.Matches(captured.Value, @"null|-?[\d.eE+-]+")
+                       select number.Value == "null" ? -1
+                                                     : double.Parse(number.Value, CultureInfo.InvariantCulture));
+    }
+
+    static string Numbers(IEnumerable<double> numbers)
+    {
+        return string.Join(" ", numbers.Select(n => n.ToString("R", CultureInfo.InvariantCulture)));
+    }
+
+    static string Figures(CrossValidation figures)
+    {
+        return Numbers(new[] { figures.Mean, figures.StandardDeviation }.Concat(
+            figures.Right.SelectMany((right, f) => new double[] { right + figures.Wrong[f], right })));
+    }
+
+    static string Figures(Selection figures)
+    {
+        return Numbers(figures.Steps.SelectMany(s => new double[] { s.Test, s.Tests, s.Right, s.Wrong, s.LogLoss })
+                           .Concat(figures.Kept.Select(t => (double)t))
+                           .Concat(figures.Scores.SelectMany(s => new[] { s.MutualInformation, s.AccuracyDrop,
+                                                                         s.RightWithout, s.LogLossWithout })));
     }
 
     static Exception Catch(Action action)
