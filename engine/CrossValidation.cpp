@@ -90,6 +90,15 @@ void RunProgress::Advance(int64_t lines)
     m_host->Progress(done, total);
 }
 
+void RunProgress::Finish()
+{
+    const int64_t total = m_read + m_passes * m_lines;
+    if (m_host && m_read + m_done < total) {
+        m_done = total - m_read;
+        m_host->Progress(total, total);
+    }
+}
+
 CrossValidation::CrossValidation(HostEngine& engine, const Options& options, RunProgress* progress)
     : m_engine(engine),
       m_options(options),

@@ -96,6 +96,8 @@ public:
     void Expect(int64_t passes, int64_t testLines);
     // `lines` more test lines of a pass done.
     void Advance(int64_t lines);
+    // The run is done: its progress reaches its total.
+    void Finish();
 
     void Raised(const std::string& text) override { m_host->Raised(text); }
     void Message(MessageKind kind, const std::string& text) override { m_host->Message(kind, text); }

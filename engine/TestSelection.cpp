@@ -312,8 +312,11 @@ Selection SelectTests(HostEngine& engine, const String& networkFile, const Strin
             VELTRA_RAISE("Cannot keep ", options.keep, " tests: the network has ", tests);
         const int32_t target = options.keep > 0 ? options.keep : options.forward ? tests : std::min(tests, 1);
         const int32_t steps = options.forward ? target : tests - target;
-        // Passes over the lines: the sets judged first, then per step a scan and a judgement.
-        if (progress) progress->Expect(tests + 2 + 2 * static_cast<int64_t>(steps), folds.GetLineCount());
+        // Passes over the lines: the sets judged first, then per step a scan and a judgement, but
+        // for the first step of an elimination, whose sets are among those judged first.
+        const int64_t passes =
+            tests + 2 + 2 * static_cast<int64_t>(steps) - (!options.forward && steps > 0 ? 2 : 0);
+        if (progress) progress->Expect(passes, folds.GetLineCount());
         selector.Prepare();
         const size_t lines = static_cast<size_t>(folds.GetLineCount());
 
@@ -371,6 +374,7 @@ Selection SelectTests(HostEngine& engine, const String& networkFile, const Strin
         throw;
     }
     folds.Restore();
+    if (progress) progress->Finish();
     return selection;
 }
 

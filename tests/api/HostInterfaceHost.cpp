@@ -526,8 +526,8 @@ void ThreadEnded(const std::string& data)
 #endif
 
 // Cross-validation and selection on the same folds: every test line judged once, fold after
-// fold; progress up to its total; the description as loaded left in the engine; the selection's
-// first set judged as cross-validation judges it.
+// fold; progress up to its total, the selection's too; the description as loaded left in the
+// engine; the selection's first set judged as cross-validation judges it.
 void CrossValidation(const std::string& data)
 {
     const std::string network = data + "/training/network.txt", samples = data + "/training/samples.txt";
@@ -558,12 +558,14 @@ void CrossValidation(const std::string& data)
     veltra_selection_step steps[3];
     veltra_test_score scores[2];
     int32_t kept[2], stepCount = 3, testCount = 2, keptCount = 0;
+    h.progress.clear();
     const veltra_status selected =
         veltra_engine_select_tests(h.engine, network.c_str(), samples.c_str(), 3, 7, VELTRA_CV_STRATIFIED, 1,
                                    steps, &stepCount, scores, kept, &testCount, &keptCount);
     Check(selected == VELTRA_OK && stepCount == 2 && testCount == 2 && keptCount == 1 &&
               steps[0].test == -1 && steps[0].right == right[0] + right[1] + right[2] &&
-              steps[1].tests == 1 && kept[0] != steps[1].test,
+              steps[1].tests == 1 && kept[0] != steps[1].test && !h.progress.empty() &&
+              h.progress.back().first == h.progress.back().second,
           "selection: " + h.Reason());
 }
 
