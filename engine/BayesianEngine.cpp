@@ -323,22 +323,27 @@ int64_t BayesianEngine::ReadSampleLines(std::istream& samples, const String& sam
     } fold{m_fast};
 
     m_place = {sampleFile, 0};
-    String line;
+    const bool ownLines = !counts && m_sampleText && *m_sampleTextType == typeid(*this);
+    LineReader reader(samples, sampleFile);
+    char* text = nullptr;
+    size_t length = 0;
     int64_t number = firstLine;
-    for (; !samples.eof(); ++number) {
+    for (;; ++number) {
         m_place.line = number;
-        String::ReadLine(samples, line, sampleFile, number);
+        if (!reader.Next(text, length, number)) break;
         // The line without the white space at either end.
-        const std::string& text = line.str();
-        size_t first = 0, end = text.size();
+        size_t first = 0, end = length;
         while (first < end && IsWhiteSpace(text[first])) ++first;
         while (end > first && IsWhiteSpace(text[end - 1])) --end;
         if (first == end || text[first] == '#') continue;
         if (progress) progress->Step(number);
-        if (!counts)
-            ProcessSampleLine(String(text.substr(first, end - first)), &sampleListCount);
+        text[end] = '\0';
+        if (ownLines)
+            m_sampleText(*this, text + first, end - first, &sampleListCount);
+        else if (!counts)
+            ProcessSampleLine(String(std::string(text + first, end - first)), &sampleListCount);
         else
-            ReadCountLine(String(text.substr(first, end - first)));
+            ReadCountLine(String(std::string(text + first, end - first)));
     }
     m_place = Place();
     return number - firstLine;

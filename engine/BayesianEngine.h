@@ -16,6 +16,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <typeinfo>
 
 #include "engine/DubiousData.h"
 #include "engine/FastPath.h"
@@ -161,6 +162,14 @@ protected:
     // is read back from is named as the caller gave it, never as its temporary). The text read,
     // each line followed by "\n", goes to *text when given.
     void LoadFile(const std::string& path, const String& name, std::string* text = nullptr);
+
+    // The reading of a sample line from its text (zero-terminated at line[length]) that the class
+    // `m_sampleTextType` gives its ProcessSampleLine: training hands an engine of exactly that
+    // class each line's text, without a String a line. A class derived from it may read sample
+    // lines otherwise, and gets each line through ProcessSampleLine.
+    const std::type_info* m_sampleTextType = nullptr;
+    void (*m_sampleText)(BayesianEngine& engine, const char* line, size_t length,
+                         int32_t* sampleListCount) = nullptr;
 
     NaiveBayesNet m_network;
     // The fast way of classification and counting, and where it is chosen.

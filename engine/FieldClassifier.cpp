@@ -18,17 +18,22 @@ namespace veltra {
 
 namespace {
 
-// The fields of a line as GetTokens("\t", true) cuts them, without copying: runs of tabs separate
-// and the text ends at its first zero byte. Returns the number of fields and keeps the first
-// `capacity` of them.
-size_t CutFields(const char* text, std::string_view* fields, size_t capacity)
+// The fields of the `length` bytes of a line as GetTokens("\t", true) cuts them, without copying:
+// runs of tabs separate. Returns the number of fields and keeps the first `capacity` of them.
+size_t CutFields(const char* text, size_t length, std::string_view* fields, size_t capacity)
 {
     size_t count = 0;
-    for (const char* p = text + std::strspn(text, "\t"); *p; p += std::strspn(p, "\t")) {
-        const size_t length = std::strcspn(p, "\t");
-        if (count < capacity) fields[count] = std::string_view(p, length);
+    const char* const end = text + length;
+    for (const char* p = text; p < end;) {
+        if (*p == '\t') {
+            ++p;
+            continue;
+        }
+        const char* tab = static_cast<const char*>(std::memchr(p, '\t', static_cast<size_t>(end - p)));
+        if (!tab) tab = end;
+        if (count < capacity) fields[count] = std::string_view(p, static_cast<size_t>(tab - p));
         ++count;
-        p += length;
+        p = tab;
     }
     return count;
 }
@@ -56,11 +61,26 @@ void Write(std::ostream& out, const std::string& text)
 
 }  // namespace
 
+FieldClassifier::FieldClassifier()
+{
+    m_sampleTextType = &typeid(FieldClassifier);
+    m_sampleText = [](BayesianEngine& engine, const char* line, size_t length, int32_t* sampleListCount) {
+        static_cast<FieldClassifier&>(engine).ReadSampleText(line, length, sampleListCount);
+    };
+}
+
 void FieldClassifier::ProcessSampleLine(String line, int32_t* sampleListCount)
 {
-    if (!line.StartsWith(";TESTS\t")) return;
+    // The text ends at its first zero byte, as a line read from a file does.
+    ReadSampleText(line.c_str(), std::strlen(line.c_str()), sampleListCount);
+}
+
+void FieldClassifier::ReadSampleText(const char* line, size_t length, int32_t* sampleListCount)
+{
+    if (length < 7 || std::memcmp(line, ";TESTS\t", 7) != 0) return;
     std::string_view fields[3];
-    if (CutFields(line.c_str(), fields, 3) != 3) VELTRA_RAISE("Wrong format in line:\n", line);
+    if (CutFields(line, length, fields, 3) != 3)
+        VELTRA_RAISE("Wrong format in line:\n", String(std::string(line, length)));
     const std::string_view results = WithoutFullStops(fields[2], m_cleaned);
     // One sample per expected state.
     CountSamples(fields[1], results);
@@ -222,7 +242,8 @@ void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
         progress.Step(number);
         if (IsBlank(line.str()) || line.str().compare(0, 7, ";TESTS\t") != 0) continue;
         std::string_view fields[3];
-        if (CutFields(line.c_str(), fields, 3) < 3) VELTRA_RAISE("Wrong format in line:\n", line);
+        if (CutFields(line.c_str(), static_cast<size_t>(line.Length()), fields, 3) < 3)
+            VELTRA_RAISE("Wrong format in line:\n", line);
         Judge(number, fields, out, text);
     }
     progress.Finish(number - 1, false);

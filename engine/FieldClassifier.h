@@ -43,12 +43,15 @@ public:
         int32_t wrong = 0;
     };
 
+    FieldClassifier();
     const char* GetTypeName() const override { return "FieldClassifier"; }
 
     // A line beginning ";TESTS\t" adds one sample per expected state and sets *sampleListCount
     // to 1; other lines are ignored. Raises "Wrong format in line:\n<line>" unless the line has
     // exactly three tab-separated fields.
     void ProcessSampleLine(String line, int32_t* sampleListCount) override;
+    // The same from the line's text, zero-terminated at line[length].
+    void ReadSampleText(const char* line, size_t length, int32_t* sampleListCount);
 
     // Copies `inputFile` to `outputFile` with a result line after every test line and the
     // accuracy at the end; the copy replaces the output whole when the run ends (OutputFile).

@@ -32,6 +32,8 @@ int32_t UnderflowTests(double smallestPrior, double smallestConditional);
 
 class HostEngine : public FieldClassifier {
 public:
+    // Its sample lines are read as FieldClassifier reads them.
+    HostEngine() { m_sampleTextType = &typeid(HostEngine); }
     const char* GetTypeName() const override { return "HostEngine"; }
 
     // Loads the description file at `path`, or the description `text`, as InitializeThruFile and

@@ -23,6 +23,10 @@ public:
     static constexpr int32_t kEvaluationBackspaces = 22;
 
     ProgressCounter(int32_t backspaces, int32_t total);
+    // Sends what the console has not been sent yet.
+    ~ProgressCounter();
+    ProgressCounter(const ProgressCounter&) = delete;
+    ProgressCounter& operator=(const ProgressCounter&) = delete;
     // Counts one more step, at line `line` of the file, and shows the counter, assembled and
     // written at once, its numbers in the "C" locale's form whatever locale or flags standard
     // output has; returns the new count. The count stays within the lines a run reads, which the
@@ -39,8 +43,13 @@ private:
     int64_t m_reported = 0;  // the line last reported to the sink
     ConsoleSink* const m_sink;
     const bool m_texts;  // the sink wants the counter's texts
+    // Sends the console's texts held in m_block.
+    void Flush();
+
+    static constexpr size_t kBlock = 4096;
     std::string m_text;
     std::string m_suffix;  // " / <total>"
+    std::string m_block;   // the console's texts not sent yet
 };
 
 }  // namespace veltra

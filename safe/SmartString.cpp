@@ -192,6 +192,53 @@ void String::ReadLine(std::istream& stream, String& line, const String& file, in
     }
 }
 
+bool LineReader::Next(char*& line, size_t& length, int64_t number)
+{
+    if (m_done) return false;
+    if (number > INT32_MAX)
+        VELTRA_RAISE("The line count would pass 2147483647 at line ", number, " of ", m_file);
+    char* newline = nullptr;
+    for (;;) {
+        char* const begin = m_buffer.data() + m_begin;
+        newline = static_cast<char*>(std::memchr(begin, '\n', m_end - m_begin));
+        // More bytes without a newline than the longest line and its CR: refused below.
+        if (newline || m_eof || m_end - m_begin > kRoom - 2) break;
+        // The bytes not read yet to the front, the next block after them.
+        std::memmove(m_buffer.data(), begin, m_end - m_begin);
+        m_end -= m_begin;
+        m_begin = 0;
+        m_in.read(m_buffer.data() + m_end, static_cast<std::streamsize>(m_buffer.size() - 1 - m_end));
+        if (m_in.bad()) {
+            if (m_file.Length() == 0) VELTRA_RAISE("Cannot read from input stream");
+            VELTRA_RAISE("Cannot read file: ", m_file);
+        }
+        m_end += static_cast<size_t>(m_in.gcount());
+        m_eof = m_in.eof();
+    }
+    line = m_buffer.data() + m_begin;
+    if (newline) {
+        // A CR before the newline is no part of the line.
+        length = static_cast<size_t>(newline - line);
+        m_begin += length + 1;
+        if (length > 0 && line[length - 1] == '\r') --length;
+    } else {
+        // The last line, which keeps a CR at its end, or a line too long.
+        length = m_end - m_begin;
+        m_begin = m_end;
+        m_done = true;
+    }
+    if (length > 1023) {
+        if (m_file.Length() == 0) VELTRA_RAISE("Line is longer than 1023 bytes");
+        VELTRA_RAISE("Line ", number, " of ", m_file, " is longer than 1023 bytes");
+    }
+    if (std::memchr(line, '\0', length)) {
+        if (m_file.Length() == 0) VELTRA_RAISE("Line holds a zero byte");
+        VELTRA_RAISE("Line ", number, " of ", m_file, " holds a zero byte");
+    }
+    line[length] = '\0';
+    return true;
+}
+
 Ptr<Vector<String>> String::GetTokens(const String& delimiters, bool skipEmpty) const
 {
     return FillOrDelete(NewObject<Vector<String>>(),

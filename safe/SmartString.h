@@ -10,6 +10,7 @@
 #include <ostream>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "safe/SmartPointers.h"
 
@@ -159,6 +160,29 @@ inline std::string MessagePiece(const String& s)
 {
     return s.str();
 }
+
+// The lines of a stream read in blocks, for the long runs over a file: each line as
+// String::ReadLine reads it, with its checks and messages, and as many lines, but without a copy
+// or an allocation per line. A line stays valid until the next call and ends with a zero byte; its
+// bytes may be changed in place.
+class LineReader {
+public:
+    LineReader(std::istream& in, const String& file) : m_in(in), m_file(file), m_buffer(kBlock + kRoom) {}
+    // The next line and its length, numbered `number` in the messages; false after the last line
+    // (the piece after the last newline, empty when the input ends with one).
+    bool Next(char*& line, size_t& length, int64_t number);
+
+private:
+    static constexpr size_t kBlock = 256 * 1024;
+    static constexpr size_t kRoom = 1026;  // the longest line with a CR and a newline, and a zero
+    std::istream& m_in;
+    const String& m_file;
+    std::vector<char> m_buffer;
+    size_t m_begin = 0;  // the bytes not read yet: m_buffer[m_begin, m_end)
+    size_t m_end = 0;
+    bool m_eof = false;   // the stream has given all it holds
+    bool m_done = false;  // the last line was read
+};
 
 // The number of newline characters in the rest of the stream, which is then rewound: the total
 // shown by the progress counters. Raises, as reading the file would, "Line <n> of <file> is longer

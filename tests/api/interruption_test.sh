@@ -15,11 +15,11 @@ trap cleanup EXIT
 cd "$work" || exit 1
 fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
 
-# The training network of the golden runs (states a, b, c; tests Dig y/n and Len s/m/l), two
+# The training network of the golden runs (states a, b, c; tests Dig y/n and Len s/m/l), six
 # million sample lines, about a second of training, and the earlier outputs of a short run.
 cp "$data/training/network.txt" "$data/training/samples.txt" "$data/batch/input.txt" .
 awk 'BEGIN { split("a b c ab", s, " "); split("ys yl nm n- -s ym", r, " ");
-             for (i = 0; i < 2000000; ++i) printf ";TESTS\t%s\t%s\n", s[i % 4 + 1], r[i % 6 + 1] }' >many.txt
+             for (i = 0; i < 6000000; ++i) printf ";TESTS\t%s\t%s\n", s[i % 4 + 1], r[i % 6 + 1] }' >many.txt
 "$host" train network.txt samples.txt trained.txt >/dev/null && "$host" evaluate trained.txt input.txt judged.txt >/dev/null ||
     { echo "FAIL: the short runs"; exit 1; }
 
@@ -45,7 +45,7 @@ interrupt() {
         sleep 0.01
         tries=$((tries + 1))
     done
-    sleep 0.2
+    sleep 0.05
     kill -s "$signal" $pid
     wait $pid
     status=$?
