@@ -24,13 +24,14 @@ size_t CutFields(const char* text, size_t length, std::string_view* fields, size
 {
     size_t count = 0;
     const char* const end = text + length;
+    // Fields are short (a marker, states, a test's results): a plain scan beats a call a field.
     for (const char* p = text; p < end;) {
         if (*p == '\t') {
             ++p;
             continue;
         }
-        const char* tab = static_cast<const char*>(std::memchr(p, '\t', static_cast<size_t>(end - p)));
-        if (!tab) tab = end;
+        const char* tab = p + 1;
+        while (tab < end && *tab != '\t') ++tab;
         if (count < capacity) fields[count] = std::string_view(p, static_cast<size_t>(tab - p));
         ++count;
         p = tab;

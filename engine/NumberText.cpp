@@ -21,8 +21,8 @@ bool WritesPlainNumbers(const std::ostream& stream)
 void AppendInteger(std::string& text, int64_t value)
 {
     char digits[24];
-    char* end = std::to_chars(digits, digits + sizeof digits, value).ptr;
-    text.append(digits, end);
+    const char* end = std::to_chars(digits, digits + sizeof digits, value).ptr;
+    text.append(digits, static_cast<size_t>(end - digits));
 }
 
 bool AppendPrecision4(std::string& text, double value)
