@@ -171,6 +171,8 @@ public:
     // The next line and its length, numbered `number` in the messages; false after the last line
     // (the piece after the last newline, empty when the input ends with one).
     bool Next(char*& line, size_t& length, int64_t number);
+    // Whether the last line has been read: as a stream read by ReadLine is at its end.
+    bool AtEnd() const { return m_done; }
 
 private:
     static constexpr size_t kBlock = 256 * 1024;
