@@ -41,6 +41,8 @@ public:
     // The state's name: its key after "H=".
     std::string StateName(int32_t state) const { return m_stateKeys[static_cast<size_t>(state)].substr(2); }
     uint64_t StateKeyHash(int32_t state) const { return m_stateKeyHashes[static_cast<size_t>(state)]; }
+    const std::vector<std::string>& StateKeys() const { return m_stateKeys; }
+    const std::vector<uint64_t>& StateKeyHashes() const { return m_stateKeyHashes; }
     double Prior(int32_t state) const { return m_priors[static_cast<size_t>(state)]; }
     // The probabilities of result character c of test t for every state, in state order, or null.
     // Rows are Stride() wide: the state count rounded up to even, padded with 1.

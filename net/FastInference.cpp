@@ -49,6 +49,11 @@ constexpr std::array<RowKernel, kMostPairs> kRowKernels =
 bool FastInference::Begin(const CompiledNetwork& network, const char* results, int32_t length, bool fresh)
 {
     if (length != network.TestCount()) return false;
+    // The product requests of this network's fields are held by state in the product cache.
+    if (m_heldFor != &network) {
+        m_products.HoldFor(network.StateKeys(), network.StateKeyHashes(), network.ResultsPower());
+        m_heldFor = &network;
+    }
     m_network = &network;
     m_results.assign(results, static_cast<size_t>(length));
     m_length = length;
@@ -96,13 +101,17 @@ void FastInference::ProbeProducts()
     m_cached.assign(static_cast<size_t>(states), 0);
     m_cachedValues.resize(static_cast<size_t>(states));
     m_cachedCount = 0;
-    for (int32_t s = 0; s < states; ++s) {
-        int32_t entry = m_products.Find(KeyOf(s));
+    // Entries stored otherwise (the keyed way's, another network's) are in the table; this
+    // network's requests are held, found once for the field.
+    for (int32_t s = 0; s < states && m_products.TableSize() > 0; ++s) {
+        int32_t entry = m_products.FindInTable(KeyOf(s));
         if (entry < 0) continue;
         m_cached[static_cast<size_t>(s)] = 1;
         m_cachedValues[static_cast<size_t>(s)] = m_products.Value(entry);
         ++m_cachedCount;
     }
+    m_cachedCount += m_products.FindHeld(m_results.data(), m_results.size(), ResultsHash(), m_cached.data(),
+                                         m_cachedValues.data());
     m_probed = true;
 }
 
@@ -130,7 +139,7 @@ double FastInference::Request(int32_t state)
     if (!m_computed) ComputeProducts();
     const double product = m_computedProducts[s];
     if (m_products.Size() < m_productLimit) {
-        m_products.Add(KeyOf(state), product);
+        m_products.AddHeld(state, m_results.data(), m_results.size(), ResultsHash(), product);
         m_cached[s] = 1;
         m_cachedValues[s] = product;
         ++m_cachedCount;
@@ -196,6 +205,7 @@ double FastInference::OneLevel(int32_t state)
 
 void FastInference::NetworkChanged()
 {
+    m_heldFor = nullptr;
     m_known.clear();
     m_knownTexts.clear();
     m_knownEntries.clear();

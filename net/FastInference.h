@@ -8,7 +8,9 @@
 // the same levels and leaves both caches as those calls leave them, stale values from an earlier
 // network included. Within one field nothing but these requests touches the product cache, so it
 // is probed once per state; what the later requests find follows from what the requests store and
-// empty, which are carried out on the cache as they happen.
+// empty, which are carried out on the cache as they happen. The products a network's fields store
+// are held by state and results text (InferenceCache), so that a field finds and stores its
+// products at once, not state by state.
 //
 // A field is begun with its results, which decides whether this unit answers it exactly; the
 // caller then asks for all levels or for one state's.
@@ -74,6 +76,8 @@ private:
     InferenceCache& m_levels;
     const int32_t m_levelLimit;
 
+    // The network whose product requests the product cache holds by state (see InferenceCache).
+    const CompiledNetwork* m_heldFor = nullptr;
     // The field.
     const CompiledNetwork* m_network = nullptr;
     std::string m_results;

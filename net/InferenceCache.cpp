@@ -64,7 +64,13 @@ bool InferenceCache::Matches(const Entry& entry, const Key& key) const
            std::memcmp(text + key.stateKeyLength, key.results, key.resultsLength) == 0;
 }
 
-int32_t InferenceCache::Find(const Key& key) const
+int32_t InferenceCache::Find(const Key& key)
+{
+    StoreHeld();
+    return FindInTable(key);
+}
+
+int32_t InferenceCache::FindInTable(const Key& key) const
 {
     const uint64_t mixed = Mix(key.hash);
     const size_t bit = Bit(mixed);
@@ -90,6 +96,12 @@ void InferenceCache::Place(int32_t entry)
 
 void InferenceCache::Add(const Key& key, double value)
 {
+    StoreHeld();
+    AddToTable(key, value);
+}
+
+void InferenceCache::AddToTable(const Key& key, double value)
+{
     if ((m_entries.size() + 1) * 2 > m_slots.size()) {
         m_slots.assign(m_slots.size() * 2, -1);
         m_filter.assign(m_slots.size() / 4, 0);
@@ -112,6 +124,94 @@ void InferenceCache::Clear()
     m_textsUsed = 0;
     std::fill(m_slots.begin(), m_slots.end(), -1);
     std::fill(m_filter.begin(), m_filter.end(), 0);
+    m_groups.clear();
+    m_groupTexts.clear();
+    std::fill(m_groupSlots.begin(), m_groupSlots.end(), -1);
+    m_heldStates.clear();
+    m_heldValues.clear();
+}
+
+void InferenceCache::HoldFor(const std::vector<std::string>& stateKeys,
+                             const std::vector<uint64_t>& stateKeyHashes, uint64_t resultsPower)
+{
+    StoreHeld();
+    m_heldKeys = stateKeys;
+    m_heldKeyHashes = stateKeyHashes;
+    m_heldPower = resultsPower;
+}
+
+size_t InferenceCache::GroupSlot(uint64_t resultsHash) const
+{
+    return static_cast<size_t>(Mix(resultsHash)) & (m_groupSlots.size() - 1);
+}
+
+void InferenceCache::AddHeld(int32_t state, const char* results, size_t length, uint64_t resultsHash,
+                             double value)
+{
+    // A field's states come one after the other: they join its run.
+    const bool sameRun = !m_groups.empty() && m_groups.back().hash == resultsHash &&
+                         m_groups.back().length == length &&
+                         std::memcmp(m_groupTexts.data() + m_groups.back().textStart, results, length) == 0;
+    if (!sameRun) {
+        if ((m_groups.size() + 1) * 2 > m_groupSlots.size()) {
+            m_groupSlots.assign(std::max<size_t>(16, 2 * m_groupSlots.size()), -1);
+            for (size_t g = 0; g < m_groups.size(); ++g) {
+                size_t slot = GroupSlot(m_groups[g].hash);
+                while (m_groupSlots[slot] >= 0) slot = (slot + 1) & (m_groupSlots.size() - 1);
+                m_groupSlots[slot] = static_cast<int32_t>(g);
+            }
+        }
+        m_groups.push_back({resultsHash, m_groupTexts.size(), length, m_heldStates.size(), 0});
+        m_groupTexts.insert(m_groupTexts.end(), results, results + length);
+        size_t slot = GroupSlot(resultsHash);
+        while (m_groupSlots[slot] >= 0) slot = (slot + 1) & (m_groupSlots.size() - 1);
+        m_groupSlots[slot] = static_cast<int32_t>(m_groups.size() - 1);
+    }
+    ++m_groups.back().count;
+    m_heldStates.push_back(state);
+    m_heldValues.push_back(value);
+}
+
+int32_t InferenceCache::FindHeld(const char* results, size_t length, uint64_t resultsHash, char* held,
+                                 double* values) const
+{
+    if (m_heldStates.empty()) return 0;
+    int32_t found = 0;
+    // A text may have several runs: one for each field that added some of its states.
+    for (size_t slot = GroupSlot(resultsHash);; slot = (slot + 1) & (m_groupSlots.size() - 1)) {
+        const int32_t g = m_groupSlots[slot];
+        if (g < 0) return found;
+        const Group& group = m_groups[static_cast<size_t>(g)];
+        if (group.hash != resultsHash || group.length != length ||
+            std::memcmp(m_groupTexts.data() + group.textStart, results, length) != 0)
+            continue;
+        for (size_t e = group.firstEntry; e < group.firstEntry + group.count; ++e) {
+            const size_t state = static_cast<size_t>(m_heldStates[e]);
+            held[state] = 1;
+            values[state] = m_heldValues[e];
+            ++found;
+        }
+    }
+}
+
+void InferenceCache::StoreHeld()
+{
+    if (m_heldStates.empty()) return;
+    for (const Group& group : m_groups) {
+        const char* results = m_groupTexts.data() + group.textStart;
+        for (size_t e = group.firstEntry; e < group.firstEntry + group.count; ++e) {
+            const size_t state = static_cast<size_t>(m_heldStates[e]);
+            const std::string& stateKey = m_heldKeys[state];
+            AddToTable({stateKey.data(), stateKey.size(), results, group.length,
+                        Join(m_heldKeyHashes[state], m_heldPower, group.hash)},
+                       m_heldValues[e]);
+        }
+    }
+    m_groups.clear();
+    m_groupTexts.clear();
+    std::fill(m_groupSlots.begin(), m_groupSlots.end(), -1);
+    m_heldStates.clear();
+    m_heldValues.clear();
 }
 
 }  // namespace veltra

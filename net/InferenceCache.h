@@ -10,6 +10,15 @@
 //
 // Bounds and overflow rules belong to the caller (the product cache is emptied when it is found
 // full at a store, the confidence cache stops growing); the cache finds, adds, counts and empties.
+//
+// Entries held by state: a caller that stores, field after field, the entries of every state of
+// one network under the field's results (the fast way's product requests) may add them by state
+// index and results text instead, and look them up by results text, once a field rather than once
+// a state. The cache keeps such entries aside, in the order added, with the network's state keys;
+// they count in Size and go with Clear, and they join the table, as Add would have put them there,
+// as soon as the table itself is asked (Find, Add) or another network's state keys are given.
+// Within one network a held entry and a key of that network are the same text only when state and
+// results are the same, since every results text of a network has its length.
 #ifndef VELTRA_NET_INFERENCECACHE_H
 #define VELTRA_NET_INFERENCECACHE_H
 
@@ -43,13 +52,30 @@ public:
 
     InferenceCache();
 
-    // The entry stored under the key's text, or -1.
-    int32_t Find(const Key& key) const;
+    // The entry stored under the key's text, or -1; held entries join the table first.
+    int32_t Find(const Key& key);
     double Value(int32_t entry) const { return m_entries[static_cast<size_t>(entry)].value; }
     // Stores a value under a key text that the cache does not hold.
     void Add(const Key& key, double value);
-    int32_t Size() const { return static_cast<int32_t>(m_entries.size()); }
+    // The entries, held ones included.
+    int32_t Size() const { return static_cast<int32_t>(m_entries.size() + m_heldStates.size()); }
     void Clear();
+
+    // The table alone: Find without the held entries, and the number of entries in it.
+    int32_t FindInTable(const Key& key) const;
+    int32_t TableSize() const { return static_cast<int32_t>(m_entries.size()); }
+    // The state keys of the network whose entries are held from here on (their hashes, and the
+    // power of the length of its results texts); the entries held for other keys join the table.
+    void HoldFor(const std::vector<std::string>& stateKeys, const std::vector<uint64_t>& stateKeyHashes,
+                 uint64_t resultsPower);
+    // Holds a value for state `state` and the results text (with its hash); the cache holds no
+    // entry of that text.
+    void AddHeld(int32_t state, const char* results, size_t length, uint64_t resultsHash, double value);
+    // For every state whose entry of the results text is held: held[state] = 1 and its value in
+    // values[state]. Returns their number.
+    int32_t FindHeld(const char* results, size_t length, uint64_t resultsHash, char* held,
+                     double* values) const;
+    int32_t HeldCount() const { return static_cast<int32_t>(m_heldStates.size()); }
 
 private:
     struct Entry {
@@ -65,6 +91,10 @@ private:
     size_t Bit(uint64_t mixed) const { return static_cast<size_t>(mixed >> 32) & (m_filter.size() * 64 - 1); }
     bool Matches(const Entry& entry, const Key& key) const;
     void Place(int32_t entry);
+    void AddToTable(const Key& key, double value);
+    // Moves the held entries into the table, in the order they were added.
+    void StoreHeld();
+    size_t GroupSlot(uint64_t resultsHash) const;
 
     std::vector<Entry> m_entries;
     std::vector<char> m_texts;  // every key text, one after another, in m_texts[0, m_textsUsed)
@@ -73,6 +103,23 @@ private:
     // One bit per mixed hash of a key held, 16 per slot: most keys a cache does not hold are
     // told by one bit, without a probe. Most lookups of a field never seen are such misses.
     std::vector<uint64_t> m_filter;
+
+    // Held entries: runs of one results text (groups), each entry a state and a value.
+    struct Group {
+        uint64_t hash;
+        size_t textStart;
+        size_t length;
+        size_t firstEntry;
+        size_t count;
+    };
+    std::vector<std::string> m_heldKeys;
+    std::vector<uint64_t> m_heldKeyHashes;
+    uint64_t m_heldPower = 1;
+    std::vector<Group> m_groups;
+    std::vector<char> m_groupTexts;
+    std::vector<int32_t> m_groupSlots;  // open addressing by results hash: group or -1
+    std::vector<int32_t> m_heldStates;
+    std::vector<double> m_heldValues;
 };
 
 }  // namespace veltra

@@ -1,3 +1,7 @@
+#include <functional>
+#include <string>
+#include <vector>
+
 #include "net/InferenceCache.h"
 #include "tests/support/TestSupport.h"
 
@@ -20,6 +24,66 @@ TEST(InferenceCache, AnEntryIsItsJoinedText)
     cache.Add(key("H=", complement), 3.5);
     EXPECT_EQ(cache.Value(cache.Find(key("H=", thueMorse))), 2.5);
     EXPECT_EQ(cache.Value(cache.Find(key("H=", complement))), 3.5);
+}
+
+// Entries held by state answer as the entries Add would have stored: found by results text, run
+// by run, counted, cleared, and joining the table (under their state keys) when the table itself
+// is asked or another network's keys are given.
+TEST(InferenceCache, HeldEntriesAreTheEntriesAddWouldStore)
+{
+    const std::vector<std::string> keys = {"H=a", "H=bc"}, others = {"H=ab", "H=x"};
+    const auto hashes = [](const std::vector<std::string>& k) {
+        std::vector<uint64_t> h;
+        for (const std::string& key : k) h.push_back(InferenceCache::Hash(key.data(), key.size()));
+        return h;
+    };
+    const auto held = [](InferenceCache& cache, const std::string& results) {
+        char found[2] = {0, 0};
+        double values[2] = {0, 0};
+        const int32_t count =
+            cache.FindHeld(results.data(), results.size(),
+                           InferenceCache::Hash(results.data(), results.size()), found, values);
+        return std::to_string(count) + (found[0] ? " a" + std::to_string(values[0]) : "") +
+               (found[1] ? " bc" + std::to_string(values[1]) : "");
+    };
+    const auto add = [](InferenceCache& cache, int32_t state, const std::string& results, double value) {
+        cache.AddHeld(state, results.data(), results.size(),
+                      InferenceCache::Hash(results.data(), results.size()), value);
+    };
+    const struct {
+        const char* what;
+        std::function<int32_t(InferenceCache&)> ask;  // what joins the held entries to the table
+    } rows[] = {
+        {"a Find", [](InferenceCache& c) { return c.Find(InferenceCache::MakeKey("H=bc", "yz")); }},
+        {"an Add", [](InferenceCache& c) { return c.Add(InferenceCache::MakeKey("H=q", "yz"), 9), 0; }},
+        {"other keys",
+         [&](InferenceCache& c) { return c.HoldFor(others, hashes(others), InferenceCache::Power(2)), 0; }},
+    };
+    for (const auto& row : rows) {
+        InferenceCache cache;
+        cache.HoldFor(keys, hashes(keys), InferenceCache::Power(2));
+        add(cache, 1, "yz", 1.0);
+        add(cache, 0, "yz", 2.0);
+        add(cache, 1, "zz", 3.0);
+        add(cache, 0, "zz", 4.0);  // "zz" again after another text: a second run of it
+        EXPECT_EQ(cache.Size(), 4) << row.what;
+        EXPECT_EQ(cache.TableSize(), 0) << row.what;
+        EXPECT_EQ(held(cache, "yz"), "2 a2.000000 bc1.000000") << row.what;
+        EXPECT_EQ(held(cache, "zz"), "2 a4.000000 bc3.000000") << row.what;
+        EXPECT_EQ(held(cache, "zy"), "0") << row.what;
+        row.ask(cache);
+        EXPECT_EQ(cache.HeldCount(), 0) << row.what;
+        EXPECT_EQ(cache.Value(cache.FindInTable(InferenceCache::MakeKey("H=bc", "zz"))), 3.0) << row.what;
+        // In the table an entry is its text: "H=" + "ayz" is "H=a" + "yz"; "H=ab" + "cyz" is none.
+        EXPECT_EQ(cache.Value(cache.Find(InferenceCache::MakeKey("H=", "ayz"))), 2.0) << row.what;
+        EXPECT_EQ(cache.Find(InferenceCache::MakeKey("H=ab", "cyz")), -1) << row.what;
+    }
+    InferenceCache cache;
+    cache.HoldFor(keys, hashes(keys), InferenceCache::Power(2));
+    add(cache, 0, "yz", 1.0);
+    cache.Clear();
+    EXPECT_EQ(cache.Size(), 0);
+    EXPECT_EQ(held(cache, "yz"), "0");
 }
 
 }  // namespace veltra::test
