@@ -10,6 +10,17 @@ namespace {
 constexpr uint64_t kBase = 0x100000001b3ULL;
 constexpr size_t kInitialSlots = 16;
 
+// Texts may be empty (a network without tests has empty results), and an empty vector's data may
+// be null, which memcmp and memcpy must not be given.
+bool SameBytes(const char* a, const char* b, size_t length)
+{
+    return length == 0 || std::memcmp(a, b, length) == 0;
+}
+void CopyBytes(char* to, const char* from, size_t length)
+{
+    if (length) std::memcpy(to, from, length);
+}
+
 }  // namespace
 
 uint64_t InferenceCache::Hash(const char* text, size_t length)
@@ -60,8 +71,8 @@ bool InferenceCache::Matches(const Entry& entry, const Key& key) const
 {
     if (entry.hash != key.hash || entry.textLength != key.stateKeyLength + key.resultsLength) return false;
     const char* text = m_texts.data() + entry.textStart;
-    return std::memcmp(text, key.stateKey, key.stateKeyLength) == 0 &&
-           std::memcmp(text + key.stateKeyLength, key.results, key.resultsLength) == 0;
+    return SameBytes(text, key.stateKey, key.stateKeyLength) &&
+           SameBytes(text + key.stateKeyLength, key.results, key.resultsLength);
 }
 
 int32_t InferenceCache::Find(const Key& key)
@@ -111,8 +122,8 @@ void InferenceCache::AddToTable(const Key& key, double value)
     if (m_texts.size() < m_textsUsed + length)
         m_texts.resize(std::max(2 * m_texts.size(), m_textsUsed + length));
     char* text = m_texts.data() + m_textsUsed;
-    std::memcpy(text, key.stateKey, key.stateKeyLength);
-    std::memcpy(text + key.stateKeyLength, key.results, key.resultsLength);
+    CopyBytes(text, key.stateKey, key.stateKeyLength);
+    CopyBytes(text + key.stateKeyLength, key.results, key.resultsLength);
     m_entries.push_back({key.hash, m_textsUsed, length, value});
     m_textsUsed += length;
     Place(static_cast<int32_t>(m_entries.size() - 1));
@@ -151,7 +162,7 @@ void InferenceCache::AddHeld(int32_t state, const char* results, size_t length, 
     // A field's states come one after the other: they join its run.
     const bool sameRun = !m_groups.empty() && m_groups.back().hash == resultsHash &&
                          m_groups.back().length == length &&
-                         std::memcmp(m_groupTexts.data() + m_groups.back().textStart, results, length) == 0;
+                         SameBytes(m_groupTexts.data() + m_groups.back().textStart, results, length);
     if (!sameRun) {
         if ((m_groups.size() + 1) * 2 > m_groupSlots.size()) {
             m_groupSlots.assign(std::max<size_t>(16, 2 * m_groupSlots.size()), -1);
@@ -183,7 +194,7 @@ int32_t InferenceCache::FindHeld(const char* results, size_t length, uint64_t re
         if (g < 0) return found;
         const Group& group = m_groups[static_cast<size_t>(g)];
         if (group.hash != resultsHash || group.length != length ||
-            std::memcmp(m_groupTexts.data() + group.textStart, results, length) != 0)
+            !SameBytes(m_groupTexts.data() + group.textStart, results, length))
             continue;
         for (size_t e = group.firstEntry; e < group.firstEntry + group.count; ++e) {
             const size_t state = static_cast<size_t>(m_heldStates[e]);
