@@ -52,9 +52,11 @@ bool FastInference::Begin(const CompiledNetwork& network, const char* results, i
     // The product requests of this network's fields are held by state in the product cache.
     if (m_heldFor != &network) {
         m_products.HoldFor(network.StateKeys(), network.StateKeyHashes(), network.ResultsPower());
+        m_levels.FilterResultsFor(network.StateKeys(), static_cast<size_t>(network.TestCount()));
         m_heldFor = &network;
     }
     m_network = &network;
+    m_heldAgain = false;
     m_results.assign(results, static_cast<size_t>(length));
     m_length = length;
     m_hashed = false;  // hashed when a cache is asked: fresh levels never need it
@@ -139,12 +141,14 @@ double FastInference::Request(int32_t state)
     if (!m_computed) ComputeProducts();
     const double product = m_computedProducts[s];
     if (m_products.Size() < m_productLimit) {
-        m_products.AddHeld(state, m_results.data(), m_results.size(), ResultsHash(), product);
+        m_products.AddHeld(state, m_results.data(), m_results.size(), ResultsHash(), product, m_heldAgain);
+        m_heldAgain = true;
         m_cached[s] = 1;
         m_cachedValues[s] = product;
         ++m_cachedCount;
     } else {
         m_products.Clear();
+        m_heldAgain = false;
         std::fill(m_cached.begin(), m_cached.end(), 0);
         m_cachedCount = 0;
     }
@@ -293,8 +297,10 @@ void FastInference::AllLevels(double* levels)
     }
     m_levelEntries.resize(count);
     m_asking.clear();
+    // Most fields never seen have no level cached: one bit tells.
+    const bool mayHold = m_levels.MayHoldResults(ResultsHash());
     for (int32_t s = 0; s < states; ++s) {
-        m_levelEntries[static_cast<size_t>(s)] = m_levels.Find(KeyOf(s));
+        m_levelEntries[static_cast<size_t>(s)] = mayHold ? m_levels.Find(KeyOf(s)) : -1;
         if (m_levelEntries[static_cast<size_t>(s)] < 0) m_asking.push_back(s);
     }
     if (m_asking.empty()) {

@@ -78,6 +78,7 @@ private:
 
     // The network whose product requests the product cache holds by state (see InferenceCache).
     const CompiledNetwork* m_heldFor = nullptr;
+    bool m_heldAgain = false;  // the field's last request was held, the cache unchanged since
     // The field.
     const CompiledNetwork* m_network = nullptr;
     std::string m_results;

@@ -127,6 +127,7 @@ void InferenceCache::AddToTable(const Key& key, double value)
     m_entries.push_back({key.hash, m_textsUsed, length, value});
     m_textsUsed += length;
     Place(static_cast<int32_t>(m_entries.size() - 1));
+    if (m_filtering) MarkResults(text, length);
 }
 
 void InferenceCache::Clear()
@@ -140,6 +141,29 @@ void InferenceCache::Clear()
     std::fill(m_groupSlots.begin(), m_groupSlots.end(), -1);
     m_heldStates.clear();
     m_heldValues.clear();
+    std::fill(m_resultsBits.begin(), m_resultsBits.end(), 0);
+}
+
+void InferenceCache::FilterResultsFor(const std::vector<std::string>& stateKeys, size_t resultsLength)
+{
+    m_keyLengths.clear();
+    for (const std::string& key : stateKeys)
+        if (std::find(m_keyLengths.begin(), m_keyLengths.end(), key.size()) == m_keyLengths.end())
+            m_keyLengths.push_back(key.size());
+    m_resultsLength = resultsLength;
+    m_resultsBits.assign(kResultsBits / 64, 0);
+    m_filtering = true;
+    for (const Entry& entry : m_entries) MarkResults(m_texts.data() + entry.textStart, entry.textLength);
+}
+
+void InferenceCache::MarkResults(const char* text, size_t length)
+{
+    for (const size_t keyLength : m_keyLengths) {
+        if (length != keyLength + m_resultsLength) continue;
+        const size_t bit =
+            static_cast<size_t>(Mix(Hash(text + keyLength, m_resultsLength))) & (kResultsBits - 1);
+        m_resultsBits[bit / 64] |= uint64_t{1} << (bit % 64);
+    }
 }
 
 void InferenceCache::HoldFor(const std::vector<std::string>& stateKeys,
@@ -157,12 +181,12 @@ size_t InferenceCache::GroupSlot(uint64_t resultsHash) const
 }
 
 void InferenceCache::AddHeld(int32_t state, const char* results, size_t length, uint64_t resultsHash,
-                             double value)
+                             double value, bool again)
 {
     // A field's states come one after the other: they join its run.
-    const bool sameRun = !m_groups.empty() && m_groups.back().hash == resultsHash &&
-                         m_groups.back().length == length &&
-                         SameBytes(m_groupTexts.data() + m_groups.back().textStart, results, length);
+    const bool sameRun =
+        !m_groups.empty() && m_groups.back().hash == resultsHash && m_groups.back().length == length &&
+        (again || SameBytes(m_groupTexts.data() + m_groups.back().textStart, results, length));
     if (!sameRun) {
         if ((m_groups.size() + 1) * 2 > m_groupSlots.size()) {
             m_groupSlots.assign(std::max<size_t>(16, 2 * m_groupSlots.size()), -1);

@@ -69,13 +69,29 @@ public:
     void HoldFor(const std::vector<std::string>& stateKeys, const std::vector<uint64_t>& stateKeyHashes,
                  uint64_t resultsPower);
     // Holds a value for state `state` and the results text (with its hash); the cache holds no
-    // entry of that text.
-    void AddHeld(int32_t state, const char* results, size_t length, uint64_t resultsHash, double value);
+    // entry of that text. `again`: the last entry added was held for the same results text, and
+    // nothing has changed the cache since (a field's later states), so that the text is not
+    // compared again.
+    void AddHeld(int32_t state, const char* results, size_t length, uint64_t resultsHash, double value,
+                 bool again = false);
     // For every state whose entry of the results text is held: held[state] = 1 and its value in
     // values[state]. Returns their number.
     int32_t FindHeld(const char* results, size_t length, uint64_t resultsHash, char* held,
                      double* values) const;
     int32_t HeldCount() const { return static_cast<int32_t>(m_heldStates.size()); }
+
+    // A filter of results texts for one network: from FilterResultsFor on (the network's state
+    // keys and the length of its results texts), MayHoldResults of a results text's hash is false
+    // only when no entry of the table is a state key of that network followed by that text, so
+    // that a field none of whose states' keys the cache holds is told by one bit. Each entry sets
+    // the bit of every results text its text can end with, after a state key of the same length.
+    void FilterResultsFor(const std::vector<std::string>& stateKeys, size_t resultsLength);
+    bool MayHoldResults(uint64_t resultsHash) const
+    {
+        if (!m_filtering) return true;
+        const size_t bit = static_cast<size_t>(Mix(resultsHash)) & (kResultsBits - 1);
+        return m_resultsBits[bit / 64] >> (bit % 64) & 1;
+    }
 
 private:
     struct Entry {
@@ -92,6 +108,7 @@ private:
     bool Matches(const Entry& entry, const Key& key) const;
     void Place(int32_t entry);
     void AddToTable(const Key& key, double value);
+    void MarkResults(const char* text, size_t length);
     // Moves the held entries into the table, in the order they were added.
     void StoreHeld();
     size_t GroupSlot(uint64_t resultsHash) const;
@@ -120,6 +137,13 @@ private:
     std::vector<int32_t> m_groupSlots;  // open addressing by results hash: group or -1
     std::vector<int32_t> m_heldStates;
     std::vector<double> m_heldValues;
+
+    // The results filter: the lengths of the network's state keys, its results' length, the bits.
+    static constexpr size_t kResultsBits = 65536;
+    bool m_filtering = false;
+    std::vector<size_t> m_keyLengths;
+    size_t m_resultsLength = 0;
+    std::vector<uint64_t> m_resultsBits;
 };
 
 }  // namespace veltra

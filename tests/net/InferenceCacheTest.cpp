@@ -86,4 +86,25 @@ TEST(InferenceCache, HeldEntriesAreTheEntriesAddWouldStore)
     EXPECT_EQ(held(cache, "yz"), "0");
 }
 
+// The results filter never misses a results text that some entry ends with after a state key of
+// the network, whenever the entry was added and however its key was split; it is emptied with the
+// cache.
+TEST(InferenceCache, TheResultsFilterMissesNoHeldText)
+{
+    const auto may = [](const InferenceCache& cache, const std::string& results) {
+        return cache.MayHoldResults(InferenceCache::Hash(results.data(), results.size()));
+    };
+    InferenceCache cache;
+    cache.Add(InferenceCache::MakeKey("H=ab", "c"), 1.0);  // the text "H=abc", added before
+    cache.FilterResultsFor({"H=a", "H=bcd"}, 2);
+    cache.Add(InferenceCache::MakeKey("H=bcd", "xy"), 2.0);
+    cache.Add(InferenceCache::MakeKey("H=q", "zz"), 3.0);  // a state key of another network's
+    EXPECT_TRUE(may(cache, "bc"));                         // "H=a" + "bc"
+    EXPECT_TRUE(may(cache, "xy"));
+    EXPECT_TRUE(may(cache, "zz"));  // "H=q" + "zz" has the length of "H=a" + a results text
+    EXPECT_FALSE(may(cache, "yx"));
+    cache.Clear();
+    EXPECT_FALSE(may(cache, "xy"));
+}
+
 }  // namespace veltra::test
