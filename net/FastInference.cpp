@@ -33,6 +33,25 @@ void MultiplyRows(double* products, const double* const* rows, size_t rowCount, 
 #endif
 }
 
+// Each state's level from its product and its others (replaced by the level): 1 / (others / own
+// + 1), or 0 for a zero product. Two states at a time, each lane's divisions its own.
+void LevelsOfProducts(const double* products, double* others, size_t count)
+{
+    size_t s = 0;
+#if defined(__SSE2__)
+    const __m128d one = _mm_set1_pd(1.0), zero = _mm_setzero_pd();
+    for (; s + 1 < count; s += 2) {
+        const __m128d own = _mm_loadu_pd(products + s);
+        // A zero product divides nothing: its lane divides by 1 and is then set to 0.
+        const __m128d nothing = _mm_cmpeq_pd(own, zero);
+        const __m128d divisor = _mm_or_pd(_mm_and_pd(nothing, one), _mm_andnot_pd(nothing, own));
+        const __m128d level = _mm_div_pd(one, _mm_add_pd(_mm_div_pd(_mm_loadu_pd(others + s), divisor), one));
+        _mm_storeu_pd(others + s, _mm_andnot_pd(nothing, level));
+    }
+#endif
+    for (; s < count; ++s) others[s] = products[s] != 0.0 ? 1.0 / (others[s] / products[s] + 1.0) : 0.0;
+}
+
 using RowKernel = void (*)(double*, const double* const*, size_t, size_t);
 constexpr size_t kMostPairs = 12;
 
@@ -192,9 +211,9 @@ void FastInference::FreshLevels(double* levels)
         double others = before;
         for (size_t k = s + 1; k < count; ++k) others += products[k];
         before += products[s];
-        const double own = products[s];
-        levels[s] = own != 0.0 ? 1.0 / (others / own + 1.0) : 0.0;
+        levels[s] = others;
     }
+    LevelsOfProducts(products, levels, count);
 }
 
 double FastInference::OneLevel(int32_t state)
@@ -278,11 +297,11 @@ void FastInference::LevelsFromSteadyAnswers(double* levels)
         others[s] = sum;
         before += answers[s];
     }
+    // Every state's level, into its others.
+    LevelsOfProducts(m_answers.data(), others, count);
     for (int32_t s : m_asking) {
-        const double own = m_answers[static_cast<size_t>(s)];
-        const double level = own != 0.0 ? 1.0 / (others[s] / own + 1.0) : 0.0;
-        levels[s] = level;
-        StoreLevel(s, level);
+        levels[s] = others[s];
+        StoreLevel(s, others[s]);
     }
 }
 
