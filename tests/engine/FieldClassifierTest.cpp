@@ -3,8 +3,11 @@
 // of no test lines, and lines that end a run. (Files that cannot be opened: FileSafety.)
 #include <gmock/gmock.h>
 
+#include <cmath>
 #include <utility>
+#include <vector>
 
+#include "engine/DubiousData.h"
 #include "engine/FieldClassifier.h"
 #include "tests/support/TestSupport.h"
 
@@ -82,6 +85,31 @@ TEST(DubiousData, SortByDecreasingFigureKeepsTheOrderOfEqualFigures)
         list.Add(value, Ptr<DubiousData>(NewObject<DubiousData>(value, figure)));
     SortDubiousDataList(list);
     EXPECT_EQ(Entries(list), "[E 0.9][B 0.7][C 0.7][A 0.2][D 0.1]");  // equal figures keep their order
+}
+
+// The ranking of every count of figures (counted two at a time up to 32, inserted beyond, selected
+// with NaN) against its definition: repeatedly the earliest of the largest remaining figures.
+TEST(DubiousData, RankByFigureTakesTheEarliestLargestFigureInTurn)
+{
+    const double kFigures[] = {0.5, 0.0, 0.25, 0.5, 1.0, 0.0, 0.125, 0.25, -0.0, 0.75};
+    for (const bool withNan : {false, true})
+        for (int32_t count = 1; count <= 40; ++count) {
+            std::vector<double> figures;
+            for (int32_t i = 0; i < count; ++i) figures.push_back(kFigures[(i * 7 + count) % 10]);
+            if (withNan) figures[static_cast<size_t>(count / 2)] = std::nan("");
+            std::vector<int32_t> expected, left(figures.size()), order(figures.size());
+            for (size_t i = 0; i < left.size(); ++i) left[i] = static_cast<int32_t>(i);
+            while (!left.empty()) {
+                size_t best = 0;
+                for (size_t i = 1; i < left.size(); ++i)
+                    if (figures[static_cast<size_t>(left[i])] > figures[static_cast<size_t>(left[best])])
+                        best = i;
+                expected.push_back(left[best]);
+                left.erase(left.begin() + static_cast<std::ptrdiff_t>(best));
+            }
+            RankByFigure(figures.data(), count, order.data());
+            EXPECT_EQ(order, expected) << count << (withNan ? " with NaN" : "");
+        }
 }
 
 }  // namespace veltra::test
