@@ -70,6 +70,11 @@ void CompiledNetwork::BuildRows(const std::vector<const BayesTest*>& tests)
             m_rows.resize(m_rows.size() + m_stride - states, 1.0);
         }
     }
+    // A test without a result multiplies by a row of ones, which changes no product.
+    const size_t ones = m_rows.size() / m_stride;
+    m_rows.resize(m_rows.size() + m_stride, 1.0);
+    for (int32_t t = 0; t < m_tests; ++t)
+        rowIndex[static_cast<size_t>(t) * 256 + '-'] = static_cast<int32_t>(ones);
     m_rowOf.assign(rowIndex.size(), nullptr);
     for (size_t i = 0; i < rowIndex.size(); ++i)
         if (rowIndex[i] >= 0) m_rowOf[i] = &m_rows[static_cast<size_t>(rowIndex[i]) * m_stride];

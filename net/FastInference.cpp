@@ -105,15 +105,16 @@ InferenceCache::Key FastInference::KeyOf(int32_t state) const
 bool FastInference::Observe()
 {
     if (m_rows.size() < static_cast<size_t>(m_length)) m_rows.resize(static_cast<size_t>(m_length));
-    m_rowCount = 0;
+    // A test without a result has a row of ones: multiplying by 1 leaves every product's bits as
+    // leaving the test out does, without a branch a test.
+    m_rowCount = static_cast<size_t>(m_length);
+    bool all = true;
     for (int32_t t = 0; t < m_length; ++t) {
-        const char c = m_results[t];
-        if (c == '-') continue;
-        const double* row = m_network->Row(t, static_cast<unsigned char>(c));
-        if (!row) return false;
-        m_rows[m_rowCount++] = row;
+        const double* row = m_network->Row(t, static_cast<unsigned char>(m_results[static_cast<size_t>(t)]));
+        all = all && row;
+        m_rows[static_cast<size_t>(t)] = row;
     }
-    return true;
+    return all;
 }
 
 void FastInference::ProbeProducts()
