@@ -165,7 +165,8 @@ dask)
     kill -9 "${workers[0]}"
     wait $evaluation || fail "evaluate with a worker killed"
     same "evaluate with a worker killed" single-many.txt dask-many.txt
-    kill "${workers[1]}" $scheduler 2>/dev/null
+    # Ended at once: a worker asked to stop while its scheduler stops too may wait minutes for it.
+    kill -9 "${workers[1]}" $scheduler 2>/dev/null
     wait 2>/dev/null
     ;;
 parallel)
