@@ -161,7 +161,8 @@ double FastInference::Request(int32_t state)
     if (!m_computed) ComputeProducts();
     const double product = m_computedProducts[s];
     if (m_products.Size() < m_productLimit) {
-        m_products.AddHeld(state, m_results.data(), m_results.size(), ResultsHash(), product, m_heldAgain);
+        m_products.AddHeld(&state, &product, 1, m_results.data(), m_results.size(), ResultsHash(),
+                           m_heldAgain);
         m_heldAgain = true;
         m_cached[s] = 1;
         m_cachedValues[s] = product;
@@ -187,6 +188,28 @@ double FastInference::Level(int32_t state)
 void FastInference::ReplayRequests(const std::vector<int32_t>& asking)
 {
     const int32_t states = m_network->StateCount();
+    if (!asking.empty() && m_cachedCount < states &&
+        m_products.Size() + (states - m_cachedCount) <= m_productLimit) {
+        // Every store finds room: the first state's requests store every product not cached, its
+        // own and then the others' in state order, and every later request finds its product.
+        const int32_t first = asking.front();
+        m_storing.clear();
+        m_storingValues.clear();
+        for (int32_t k = -1; k < states; ++k) {
+            const int32_t state = k < 0 ? first : k;
+            if ((k >= 0 && k == first) || m_cached[static_cast<size_t>(state)]) continue;
+            m_storing.push_back(state);
+            m_storingValues.push_back(m_computedProducts[static_cast<size_t>(state)]);
+        }
+        m_products.AddHeld(m_storing.data(), m_storingValues.data(), m_storing.size(), m_results.data(),
+                           m_results.size(), ResultsHash(), m_heldAgain);
+        m_heldAgain = true;
+        std::fill(m_cached.begin(), m_cached.end(), 1);
+        for (size_t i = 0; i < m_storing.size(); ++i)
+            m_cachedValues[static_cast<size_t>(m_storing[i])] = m_storingValues[i];
+        m_cachedCount = states;
+        return;
+    }
     for (int32_t state : asking) {
         if (m_cachedCount == states) return;  // every further request finds its product
         Request(state);

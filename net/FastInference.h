@@ -100,6 +100,9 @@ private:
     std::vector<int32_t> m_asking;
     std::vector<double> m_answers;
     std::vector<double> m_others;
+    // The products a field stores at once, and their states.
+    std::vector<int32_t> m_storing;
+    std::vector<double> m_storingValues;
 
     // Fields whose every level is cached: their results texts, and their entries in state order.
     struct KnownField {

@@ -180,8 +180,8 @@ size_t InferenceCache::GroupSlot(uint64_t resultsHash) const
     return static_cast<size_t>(Mix(resultsHash)) & (m_groupSlots.size() - 1);
 }
 
-void InferenceCache::AddHeld(int32_t state, const char* results, size_t length, uint64_t resultsHash,
-                             double value, bool again)
+void InferenceCache::AddHeld(const int32_t* states, const double* values, size_t count, const char* results,
+                             size_t length, uint64_t resultsHash, bool again)
 {
     // A field's states come one after the other: they join its run.
     const bool sameRun =
@@ -202,9 +202,9 @@ void InferenceCache::AddHeld(int32_t state, const char* results, size_t length, 
         while (m_groupSlots[slot] >= 0) slot = (slot + 1) & (m_groupSlots.size() - 1);
         m_groupSlots[slot] = static_cast<int32_t>(m_groups.size() - 1);
     }
-    ++m_groups.back().count;
-    m_heldStates.push_back(state);
-    m_heldValues.push_back(value);
+    m_groups.back().count += count;
+    m_heldStates.insert(m_heldStates.end(), states, states + count);
+    m_heldValues.insert(m_heldValues.end(), values, values + count);
 }
 
 int32_t InferenceCache::FindHeld(const char* results, size_t length, uint64_t resultsHash, char* held,

@@ -68,12 +68,12 @@ public:
     // power of the length of its results texts); the entries held for other keys join the table.
     void HoldFor(const std::vector<std::string>& stateKeys, const std::vector<uint64_t>& stateKeyHashes,
                  uint64_t resultsPower);
-    // Holds a value for state `state` and the results text (with its hash); the cache holds no
-    // entry of that text. `again`: the last entry added was held for the same results text, and
-    // nothing has changed the cache since (a field's later states), so that the text is not
-    // compared again.
-    void AddHeld(int32_t state, const char* results, size_t length, uint64_t resultsHash, double value,
-                 bool again = false);
+    // Holds values[i] for states[i] (i below `count`, in that order) and the results text (with its
+    // hash); the cache holds no entry of that text for those states. `again`: the last entry added
+    // was held for the same results text, and nothing has changed the cache since (a field's later
+    // states), so that the text is not compared again.
+    void AddHeld(const int32_t* states, const double* values, size_t count, const char* results,
+                 size_t length, uint64_t resultsHash, bool again = false);
     // For every state whose entry of the results text is held: held[state] = 1 and its value in
     // values[state]. Returns their number.
     int32_t FindHeld(const char* results, size_t length, uint64_t resultsHash, char* held,

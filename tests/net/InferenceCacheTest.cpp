@@ -47,8 +47,8 @@ TEST(InferenceCache, HeldEntriesAreTheEntriesAddWouldStore)
                (found[1] ? " bc" + std::to_string(values[1]) : "");
     };
     const auto add = [](InferenceCache& cache, int32_t state, const std::string& results, double value) {
-        cache.AddHeld(state, results.data(), results.size(),
-                      InferenceCache::Hash(results.data(), results.size()), value);
+        cache.AddHeld(&state, &value, 1, results.data(), results.size(),
+                      InferenceCache::Hash(results.data(), results.size()));
     };
     const struct {
         const char* what;
