@@ -348,19 +348,44 @@ double NaiveBayesNet::GetConfLevel(const String& stateKey, const String& results
     return conf;
 }
 
+namespace {
+
+// The size of a difference of two figures, truncated toward zero before the absolute value
+// (differences below 1 count as 0), within 32 bits. Values are percentages, so the clamp never
+// changes a real figure; a NaN difference counts as the largest.
+int32_t DifferenceSize(double difference)
+{
+    difference = std::trunc(difference);
+    if (!(difference > -2147483647.0)) difference = -2147483647.0;
+    if (difference > 2147483647.0) difference = 2147483647.0;
+    return std::abs(static_cast<int32_t>(difference));
+}
+
+}  // namespace
+
+int32_t NaiveBayesNet::LargestDifference(const std::vector<double>& figures)
+{
+    // Subtraction is monotonic in each operand, and so are truncation and the clamp: the
+    // largest difference of two figures is that of the largest and the smallest, unless a
+    // figure is NaN, whose difference with any other counts as the largest.
+    if (figures.size() < 2) return 0;
+    double low = figures[0], high = figures[0];
+    for (const double figure : figures) {
+        if (std::isnan(figure)) return DifferenceSize(figure);
+        low = std::min(low, figure);
+        high = std::max(high, figure);
+    }
+    return DifferenceSize(high - low);
+}
+
 int32_t NaiveBayesNet::GetMaxDiff(const HashTable<Double>& table, bool verbose) const
 {
     Ptr<Vector<String>> keys = table.GetKeys();
     int32_t result = 0;
     for (int32_t i = 0; i < keys->Size(); ++i) {
         for (int32_t j = i + 1; j < keys->Size(); ++j) {
-            // Truncation toward zero comes before the absolute value: differences below 1 count
-            // as 0. Values are percentages, so the clamp to 32 bits never changes a real figure.
-            double difference = std::trunc(table.Get((*keys)[i]).m_value - table.Get((*keys)[j]).m_value);
-            if (!(difference > -2147483647.0)) difference = -2147483647.0;
-            if (difference > 2147483647.0) difference = 2147483647.0;
-            int32_t d = static_cast<int32_t>(difference);
-            if (std::abs(d) > result) result = std::abs(d);
+            const int32_t d = DifferenceSize(table.Get((*keys)[i]).m_value - table.Get((*keys)[j]).m_value);
+            if (d > result) result = d;
         }
     }
     if (verbose) {
@@ -393,6 +418,7 @@ void NaiveBayesNet::GetFigures(HashTable<Double>& figures, bool verbose, TestFig
     const bool cp = kind == TestFigure::kCP;
     Validate();
     AutoPtr<Vector<String>> stateKeys(GetHypothesisKeys());
+    std::vector<double> spread;
     for (int32_t t = 0; t < m_tests.Size(); ++t) {
         const BayesTest& test = GetTest(t);
         // Every value is tried with all other tests unobserved.
@@ -404,14 +430,20 @@ void NaiveBayesNet::GetFigures(HashTable<Double>& figures, bool verbose, TestFig
         int32_t inner = cp ? stateKeys->Size() : test.GetValueCount();
         for (int32_t o = 0; o < outer; ++o) {
             HashTable<Double> levels;
+            spread.clear();
             for (int32_t i = 0; i < inner; ++i) {
                 results[t] = CheckedValue(test, cp ? o : i)[0];
                 const String& stateKey = (*stateKeys)[cp ? i : o];
                 const double level = source ? source->Level(cp ? i : o, stateKey, results, verbose)
                                             : GetConfLevel(stateKey, results, verbose);
-                levels.Add(stateKey + "|" + results, Double(level * 100.0));
+                // The keys are distinct (states and values are), and only the verbose listing
+                // shows them: otherwise the figures alone give the largest difference.
+                if (verbose)
+                    levels.Add(stateKey + "|" + results, Double(level * 100.0));
+                else
+                    spread.push_back(level * 100.0);
             }
-            int32_t diff = GetMaxDiff(levels, verbose);
+            int32_t diff = verbose ? GetMaxDiff(levels, verbose) : LargestDifference(spread);
             if (diff > figure) figure = diff;
         }
         if (verbose) std::cout << (cp ? "CP = " : "DP = ") << figure << std::endl;

@@ -9,6 +9,7 @@
 #define VELTRA_NET_NAIVEBAYESNET_H
 
 #include <functional>
+#include <vector>
 
 #include "net/BayesTest.h"
 #include "net/CompiledNetwork.h"
@@ -104,6 +105,8 @@ public:
     // The largest |difference| between two values of the table, each difference truncated
     // toward zero to a whole number first.
     int32_t GetMaxDiff(const HashTable<Double>& table, bool verbose) const;
+    // What GetMaxDiff gives, without printing, for a table holding these figures.
+    static int32_t LargestDifference(const std::vector<double>& figures);
 
     // Per-test figures of the trained network, one entry per test keyed by tag, in test order.
     // CP: how far one value can separate two states; DP: how far changing the value can move one

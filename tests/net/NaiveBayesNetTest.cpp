@@ -1,3 +1,4 @@
+#include <cmath>
 #include <vector>
 
 #include "net/NaiveBayesNet.h"
@@ -117,6 +118,23 @@ TEST(NaiveBayesNet, InferenceFailuresCachesAndZeroProducts)
     net.SetProbability("H=y", 0.0);
     EXPECT_EQ(net.GetConfLevel("H=y", "-s", false), 0.0);
     EXPECT_EQ(net.GetConfLevel("H=x", "ns", true), 0.0);
+}
+
+// The largest difference of figures, as training's figures take it without the table, is what
+// GetMaxDiff gives for a table of them: truncation before the absolute value, the clamp, NaN.
+TEST(NaiveBayesNet, LargestDifferenceIsGetMaxDiffs)
+{
+    const double inf = HUGE_VAL, nan = std::nan("");
+    const std::vector<std::vector<double>> rows = {
+        {},         {42.5},     {10.0, 10.9}, {0.5, -0.6, 0.2}, {97.25, 3.5, 50.0, 99.99}, {-0.0, 0.0},
+        {inf, 5.0}, {inf, inf}, {-inf, inf},  {3.0, nan, 4.0},  {1e300, -1e300},           {60.0, 20.0, 20.0},
+    };
+    NaiveBayesNet net;
+    for (const std::vector<double>& figures : rows) {
+        HashTable<Double> table;
+        for (size_t i = 0; i < figures.size(); ++i) table.Add(String(std::to_string(i)), Double(figures[i]));
+        EXPECT_EQ(NaiveBayesNet::LargestDifference(figures), net.GetMaxDiff(table, false)) << figures.size();
+    }
 }
 
 }  // namespace veltra::test
