@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <locale>
 
 namespace veltra {
@@ -28,38 +29,43 @@ void AppendInteger(std::string& text, int64_t value)
 bool AppendPrecision4(std::string& text, double value)
 {
     if (!(value >= 0.001 && value <= 1.0)) return false;
-    // value = mantissa / 2^shift exactly, with a 53-bit mantissa.
-    int exponent;
-    const double fraction = std::frexp(value, &exponent);
-    const Wide mantissa = static_cast<uint64_t>(std::ldexp(fraction, 53));
-    const int shift = 53 - exponent;
-    // The number of decimals that gives four significant digits: the least q with
-    // value * 10^q >= 1000. Every double from 0.001 up is at least 10^-3, so q <= 6.
-    int decimals = 3;
-    Wide scaled = mantissa * 1000;
-    while (scaled < (static_cast<Wide>(1000) << shift)) {
-        scaled *= 10;
-        ++decimals;
-    }
-    // digits = value * 10^decimals rounded to the nearest integer, ties to even.
+    static constexpr uint64_t kPowersOfTen[] = {1, 10, 100, 1000, 10000, 100000, 1000000};
+    // The decimal exponent, -3 to 0. The doubles nearest 0.1 and 0.01 lie just above them, with
+    // no double between, so that comparing with them compares with the exact powers.
+    int exponent = value >= 1.0 ? 0 : value >= 0.1 ? -1 : value >= 0.01 ? -2 : -3;
+    // value = mantissa / 2^shift exactly, with a 53-bit mantissa and shift 52 to 62, so that
+    // mantissa * 10^(3 - exponent) and what rounding drops fit in 128 bits.
+    uint64_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    const uint64_t mantissa = (bits & ((uint64_t{1} << 52) - 1)) | (uint64_t{1} << 52);
+    const auto shift = static_cast<unsigned>(1075 - static_cast<int>(bits >> 52));
+    // Four significant digits: value * 10^(3 - exponent) rounded to the nearest, ties to even.
+    const Wide scaled = static_cast<Wide>(mantissa) * kPowersOfTen[3 - exponent];
     uint64_t digits = static_cast<uint64_t>(scaled >> shift);
-    const Wide rest = scaled - (static_cast<Wide>(digits) << shift);
-    const Wide half = static_cast<Wide>(1) << (shift - 1);
-    if (rest > half || (rest == half && (digits & 1))) ++digits;
-    if (digits == 10000) {  // rounded up to the next power of ten: one decimal fewer
+    const Wide dropped = scaled & ((Wide{1} << shift) - 1), half = Wide{1} << (shift - 1);
+    if (dropped > half || (dropped == half && (digits & 1) != 0)) ++digits;
+    if (digits == 10000) {  // rounded up to the next power of ten: one digit fewer after the point
         digits = 1000;
-        --decimals;
+        ++exponent;
     }
-    uint64_t unit = 1;
-    for (int i = 0; i < decimals; ++i) unit *= 10;
-    AppendInteger(text, static_cast<int64_t>(digits / unit));
-    uint64_t rest10 = digits % unit;
-    if (rest10 == 0) return true;
-    text += '.';
-    for (unit /= 10; rest10 != 0; unit /= 10) {
-        text += static_cast<char>('0' + rest10 / unit);
-        rest10 %= unit;
+    // "0.", the zeros after the point, the four digits; trailing zeros and a bare point dropped.
+    char written[16];
+    size_t length = 0;
+    char four[4];
+    for (int i = 3; i >= 0; --i, digits /= 10) four[i] = static_cast<char>('0' + digits % 10);
+    if (exponent == 0) {
+        written[length++] = four[0];
+        written[length++] = '.';
+        for (int i = 1; i < 4; ++i) written[length++] = four[i];
+    } else {
+        written[length++] = '0';
+        written[length++] = '.';
+        for (int i = 0; i < -exponent - 1; ++i) written[length++] = '0';
+        for (int i = 0; i < 4; ++i) written[length++] = four[i];
     }
+    while (written[length - 1] == '0') --length;
+    if (written[length - 1] == '.') --length;
+    text.append(written, length);
     return true;
 }
 
