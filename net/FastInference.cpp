@@ -33,6 +33,29 @@ void MultiplyRows(double* products, const double* const* rows, size_t rowCount, 
 #endif
 }
 
+// Each state's others: the products of the other states added in state order, that is the sum
+// of the states before it, then one by one those after it. Two states at a time: the second of a
+// pair adds 0 where the first adds its neighbour (a sum that starts from +0 is never -0, so adding
+// 0 changes no bit of it), and both then add the same products past the pair.
+void OthersInStateOrder(const double* products, size_t count, double* others)
+{
+    double before = 0.0;
+    for (size_t s = 0; s < count; ++s) {
+        others[s] = before;
+        before += products[s];
+    }
+    size_t s = 0;
+#if defined(__SSE2__)
+    for (; s + 1 < count; s += 2) {
+        __m128d sum = _mm_add_pd(_mm_loadu_pd(others + s), _mm_set_pd(0.0, products[s + 1]));
+        for (size_t k = s + 2; k < count; ++k) sum = _mm_add_pd(sum, _mm_set1_pd(products[k]));
+        _mm_storeu_pd(others + s, sum);
+    }
+#endif
+    for (; s < count; ++s)
+        for (size_t k = s + 1; k < count; ++k) others[s] += products[k];
+}
+
 // Each state's level from its product and its others (replaced by the level): 1 / (others / own
 // + 1), or 0 for a zero product. Two states at a time, each lane's divisions its own.
 void LevelsOfProducts(const double* products, double* others, size_t count)
@@ -230,13 +253,7 @@ void FastInference::FreshLevels(double* levels)
     // then one by one those after it, as Level adds them.
     const size_t count = static_cast<size_t>(m_network->StateCount());
     const double* products = m_computedProducts.data();
-    double before = 0.0;
-    for (size_t s = 0; s < count; ++s) {
-        double others = before;
-        for (size_t k = s + 1; k < count; ++k) others += products[k];
-        before += products[s];
-        levels[s] = others;
-    }
+    OthersInStateOrder(products, count, levels);
     LevelsOfProducts(products, levels, count);
 }
 
@@ -308,20 +325,10 @@ void FastInference::LevelsFromSteadyAnswers(double* levels)
     m_answers.resize(count);
     for (size_t s = 0; s < count; ++s) m_answers[s] = m_cached[s] ? m_cachedValues[s] : m_computedProducts[s];
     ReplayRequests(m_asking);
-    // Each state's others: the products of the other states added in state order, that is the
-    // sum of the states before it, then one by one those after it. Each state's sum is its own
-    // chain of additions, kept in a register.
+    // Every state's level, by way of its others.
     m_others.resize(count);
     double* others = m_others.data();
-    const double* answers = m_answers.data();
-    double before = 0.0;
-    for (size_t s = 0; s < count; ++s) {
-        double sum = before;
-        for (size_t k = s + 1; k < count; ++k) sum += answers[k];
-        others[s] = sum;
-        before += answers[s];
-    }
-    // Every state's level, into its others.
+    OthersInStateOrder(m_answers.data(), count, others);
     LevelsOfProducts(m_answers.data(), others, count);
     for (int32_t s : m_asking) {
         levels[s] = others[s];
