@@ -136,6 +136,34 @@ TEST(FastPath, AnswersAsTheKeyedWayOnSeededCalls)
     }
 }
 
+// A field classified afresh (the host interface's way, both caches bypassed) gets the levels,
+// ranking and failures the keyed way gives with both caches empty, to the bit.
+TEST(FastPath, FreshLevelsAreTheKeyedWaysWithEmptyCaches)
+{
+    for (uint32_t seed = 1; seed <= 30; ++seed) {
+        Twins twins("seed " + std::to_string(seed));
+        for (const std::string& piece : SeededPieces(seed, 400, false)) {
+            if (piece[0] == 'L' || !twins.same) continue;
+            if (piece[0] == '#') {
+                twins.Do("load", [&](FieldClassifier& e, int) { return e.GetNetwork().Load(piece), ""; });
+                continue;
+            }
+            twins.Do(piece, [&](FieldClassifier& e, int keyed) {
+                // What the arrays refuse goes the keyed way with the caches: empty on both.
+                e.GetNetwork().ClearCaches();
+                if (keyed == 0) return Into(e, piece, 8);
+                char names[8] = {};
+                double levels[8] = {};
+                const int32_t count = e.ClassifyFresh(piece.c_str(), names, levels, 8);
+                std::string text = std::to_string(count > 8 ? -1 : 0) + " " + std::to_string(count);
+                for (int32_t i = 0; i < count && i < 8; ++i)
+                    text += " " + std::string(1, names[i]) + Bits(levels[i]);
+                return text;
+            });
+        }
+    }
+}
+
 // Networks the compiled arrays cannot mirror go the keyed way whole; a result character without a
 // probability for every state sends its field alone the keyed way. Either way the answer is the
 // keyed engine's, expected here with its message.
