@@ -29,43 +29,36 @@ void AppendInteger(std::string& text, int64_t value)
 bool AppendPrecision4(std::string& text, double value)
 {
     if (!(value >= 0.001 && value <= 1.0)) return false;
-    static constexpr uint64_t kPowersOfTen[] = {1, 10, 100, 1000, 10000, 100000, 1000000};
-    // The decimal exponent, -3 to 0. The doubles nearest 0.1 and 0.01 lie just above them, with
-    // no double between, so that comparing with them compares with the exact powers.
-    int exponent = value >= 1.0 ? 0 : value >= 0.1 ? -1 : value >= 0.01 ? -2 : -3;
-    // value = mantissa / 2^shift exactly, with a 53-bit mantissa and shift 52 to 62, so that
-    // mantissa * 10^(3 - exponent) and what rounding drops fit in 128 bits.
+    // Four significant digits: value * 10^decimals rounded, 1000 to 10000. The doubles nearest
+    // 0.1 and 0.01 lie just above them, with no double between: comparing with them compares with
+    // the exact powers of ten.
+    int decimals = value >= 1.0 ? 3 : value >= 0.1 ? 4 : value >= 0.01 ? 5 : 6;
+    static constexpr uint32_t kScale[] = {1, 10, 100, 1000, 10000, 100000, 1000000};
+    // value = mantissa * 2^-shift exactly (a 53-bit mantissa, shift 52 to 62), so that the scaled
+    // value and the part rounding drops are exact in 128 bits.
     uint64_t bits;
     std::memcpy(&bits, &value, sizeof bits);
-    const uint64_t mantissa = (bits & ((uint64_t{1} << 52) - 1)) | (uint64_t{1} << 52);
-    const auto shift = static_cast<unsigned>(1075 - static_cast<int>(bits >> 52));
-    // Four significant digits: value * 10^(3 - exponent) rounded to the nearest, ties to even.
-    const Wide scaled = static_cast<Wide>(mantissa) * kPowersOfTen[3 - exponent];
+    const Wide scaled =
+        static_cast<Wide>((bits & 0xfffffffffffffULL) | 0x10000000000000ULL) * kScale[decimals];
+    const unsigned shift = 1075u - static_cast<unsigned>(bits >> 52);
     uint64_t digits = static_cast<uint64_t>(scaled >> shift);
-    const Wide dropped = scaled & ((Wide{1} << shift) - 1), half = Wide{1} << (shift - 1);
-    if (dropped > half || (dropped == half && (digits & 1) != 0)) ++digits;
-    if (digits == 10000) {  // rounded up to the next power of ten: one digit fewer after the point
-        digits = 1000;
-        ++exponent;
+    // To the nearest, ties to even.
+    const Wide rest = scaled - (static_cast<Wide>(digits) << shift), half = static_cast<Wide>(1)
+                                                                            << (shift - 1);
+    digits += rest > half || (rest == half && digits % 2 == 1);
+    // Trailing zeros go first (10000, rounded up to the next power of ten, keeps a single digit).
+    while (decimals > 0 && digits % 10 == 0) {
+        digits /= 10;
+        --decimals;
     }
-    // "0.", the zeros after the point, the four digits; trailing zeros and a bare point dropped.
+    // The digits from the last, the point before the last `decimals` of them, a zero before it.
     char written[16];
-    size_t length = 0;
-    char four[4];
-    for (int i = 3; i >= 0; --i, digits /= 10) four[i] = static_cast<char>('0' + digits % 10);
-    if (exponent == 0) {
-        written[length++] = four[0];
-        written[length++] = '.';
-        for (int i = 1; i < 4; ++i) written[length++] = four[i];
-    } else {
-        written[length++] = '0';
-        written[length++] = '.';
-        for (int i = 0; i < -exponent - 1; ++i) written[length++] = '0';
-        for (int i = 0; i < 4; ++i) written[length++] = four[i];
+    char* at = written + sizeof written;
+    for (int place = 0; place <= decimals; ++place, digits /= 10) {
+        if (place == decimals && decimals > 0) *--at = '.';
+        *--at = static_cast<char>('0' + digits % 10);
     }
-    while (written[length - 1] == '0') --length;
-    if (written[length - 1] == '.') --length;
-    text.append(written, length);
+    text.append(at, static_cast<size_t>(written + sizeof written - at));
     return true;
 }
 
