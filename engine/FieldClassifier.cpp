@@ -6,6 +6,8 @@
 #include <cstring>
 #include <fstream>
 #include <iostream>
+#include <locale>
+#include <sstream>
 #include <string_view>
 
 #include "engine/NumberText.h"
@@ -55,9 +57,17 @@ std::string_view WithoutFullStops(std::string_view results, std::string& scratch
     return scratch;
 }
 
-void Write(std::ostream& out, const std::string& text)
+// The bytes of a stream at precision 4 in the classic locale for a level beyond a probability's
+// range (the rendering `level < 0.001` and PutPrecision4 leave), put at `at`; where they end.
+constexpr size_t kStreamedSize = 16;  // "-1.798e+308" and every other such text fit
+char* PutStreamed(char* at, double level)
 {
-    out.write(text.data(), static_cast<std::streamsize>(text.size()));
+    std::ostringstream streamed;
+    streamed.imbue(std::locale::classic());
+    streamed.precision(4);
+    streamed << level;
+    const std::string text = streamed.str();
+    return std::copy_n(text.data(), std::min(text.size(), kStreamedSize), at);
 }
 
 }  // namespace
@@ -97,8 +107,12 @@ void FieldClassifier::Rank(const char* results, size_t length, bool verbose, Fas
     if (m_namesChange != m_network.GetChangeCount()) {
         const Hypothesis& hypothesis = m_network.GetHypothesis();
         m_names.clear();
-        for (int32_t s = 0; s < hypothesis.GetStateCount(); ++s)
+        // A result line: its verdict, each state's name, level and spaces, its newline.
+        m_resultLineSize = 7 + 1;
+        for (int32_t s = 0; s < hypothesis.GetStateCount(); ++s) {
             m_names.push_back(hypothesis.GetState(s).str());
+            m_resultLineSize += m_names.back().size() + 1 + std::max(kPrecision4Size, kStreamedSize) + 2;
+        }
         m_namesChange = m_network.GetChangeCount();
     }
     const int32_t states = static_cast<int32_t>(m_names.size());
@@ -178,29 +192,31 @@ bool FieldClassifier::JudgeFresh(std::string_view results, std::string_view expe
     return right;
 }
 
-void FieldClassifier::Judge(int64_t number, const std::string_view* fields, std::ostream& out,
-                            std::string& text)
+void FieldClassifier::Judge(int64_t number, const std::string_view* fields, TextBlock& block)
 {
     Rank(fields[2].data(), fields[2].size(), false, FastPath::Caches::kUsed);
     const bool right = WinnerExpected(fields[1]);
-    text = right ? ";OK\t" : ";ERROR\t";
     ++(right ? m_tally.correct : m_tally.wrong);
+    char* at = block.Room(m_resultLineSize);
+    const std::string_view verdict = right ? ";OK\t" : ";ERROR\t";
+    at = std::copy(verdict.begin(), verdict.end(), at);
     for (int32_t s : m_ranking) {
-        text += m_names[static_cast<size_t>(s)];
-        text += ':';
+        const std::string& name = m_names[static_cast<size_t>(s)];
+        at = std::copy(name.begin(), name.end(), at);
+        *at++ = ':';
         const double level = m_levels[static_cast<size_t>(s)];
         if (level < 0.001) {
-            text += '0';
-        } else if (!AppendPrecision4(text, level)) {
-            // Beyond a probability's range: the stream's own rendering at precision 4.
-            Write(out, text);
-            text.clear();
-            out << level;
+            *at++ = '0';
+        } else if (char* end = PutPrecision4(at, level)) {
+            at = end;
+        } else {
+            at = PutStreamed(at, level);
         }
-        text += "  ";
+        *at++ = ' ';
+        *at++ = ' ';
     }
-    text += '\n';
-    Write(out, text);
+    *at++ = '\n';
+    block.Took(at);
     if (m_judgedLines) {
         m_tellStates.resize(m_ranking.size());
         m_tellLevels.resize(m_ranking.size());
@@ -231,7 +247,7 @@ void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
     LineReader reader(in, inputFile);
     char* line = nullptr;
     size_t length = 0;
-    std::string text;
+    TextBlock block(out);
     int64_t number = 1;
     for (; !reader.AtEnd(); ++number) {
         m_place.line = number;
@@ -241,18 +257,20 @@ void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
             output.CheckWritten();
         }
         reader.Next(line, length, number);
-        // The line copied with its newline, in one write from the reader's buffer.
-        line[length] = '\n';
-        out.write(line, static_cast<std::streamsize>(length + 1));
-        line[length] = '\0';
+        // The line copied with its newline.
+        char* const copy = block.Room(length + 1);
+        std::memcpy(copy, line, length);
+        copy[length] = '\n';
+        block.Took(copy + length + 1);
         progress.Step(number);
         const std::string_view read(line, length);
         if (IsBlank(read) || read.compare(0, 7, ";TESTS\t") != 0) continue;
         std::string_view fields[3];
         if (CutFields(line, length, fields, 3) < 3)
             VELTRA_RAISE("Wrong format in line:\n", String(std::string(read)));
-        Judge(number, fields, out, text);
+        Judge(number, fields, block);
     }
+    block.Flush();
     progress.Finish(number - 1, false);
     m_place = {outputFile, 0};
 

@@ -13,6 +13,8 @@
 
 namespace veltra {
 
+class TextBlock;
+
 // Told of each test line a batch evaluation judges, as it judges it: the line's number in the
 // input, its expected states, its results (full stops removed), and the ranking: the first
 // character of every state and its probability, most probable first.
@@ -103,9 +105,9 @@ private:
     // The ranking's first character of every state and its level, most probable first; the
     // number of states. Nothing is written when it exceeds `capacity`.
     int32_t CopyRanking(char* categories, double* probabilities, int32_t capacity) const;
-    // One test line (its three fields) judged: its result line appended to `text`, the tally and
-    // the listener told.
-    void Judge(int64_t number, const std::string_view* fields, std::ostream& out, std::string& text);
+    // One test line (its three fields) judged: its result line put in `block`, the tally and the
+    // listener told.
+    void Judge(int64_t number, const std::string_view* fields, TextBlock& block);
     // Whether the most probable state of the ranking is one of `expected`.
     bool WinnerExpected(std::string_view expected) const;
 
@@ -116,6 +118,7 @@ private:
     // The states' names, in state order, as of the network's change m_namesChange.
     std::vector<std::string> m_names;
     uint64_t m_namesChange = UINT64_MAX;
+    size_t m_resultLineSize = 0;  // the most bytes a result line of these states takes
     std::vector<double> m_levels;
     std::vector<int32_t> m_ranking;
     std::vector<double> m_rankedLevels;  // the levels m_ranking ranks: equal levels rank alike

@@ -26,9 +26,9 @@ void AppendInteger(std::string& text, int64_t value)
     text.append(digits, static_cast<size_t>(end - digits));
 }
 
-bool AppendPrecision4(std::string& text, double value)
+char* PutPrecision4(char* at, double value)
 {
-    if (!(value >= 0.001 && value <= 1.0)) return false;
+    if (!(value >= 0.001 && value <= 1.0)) return nullptr;
     // Four significant digits: value * 10^decimals rounded, 1000 to 10000. The doubles nearest
     // 0.1 and 0.01 lie just above them, with no double between: comparing with them compares with
     // the exact powers of ten.
@@ -52,14 +52,13 @@ bool AppendPrecision4(std::string& text, double value)
         --decimals;
     }
     // The digits from the last, the point before the last `decimals` of them, a zero before it.
-    char written[16];
-    char* at = written + sizeof written;
+    char* const end = at + 1 + decimals + (decimals > 0);
+    char* put = end;
     for (int place = 0; place <= decimals; ++place, digits /= 10) {
-        if (place == decimals && decimals > 0) *--at = '.';
-        *--at = static_cast<char>('0' + digits % 10);
+        if (place == decimals && decimals > 0) *--put = '.';
+        *--put = static_cast<char>('0' + digits % 10);
     }
-    text.append(at, static_cast<size_t>(written + sizeof written - at));
-    return true;
+    return end;
 }
 
 }  // namespace veltra

@@ -7,6 +7,7 @@
 #ifndef VELTRA_ENGINE_NUMBERTEXT_H
 #define VELTRA_ENGINE_NUMBERTEXT_H
 
+#include <cstddef>
 #include <cstdint>
 #include <ostream>
 #include <string>
@@ -27,11 +28,13 @@ inline std::string IntegerText(int64_t value)
     return text;
 }
 
-// Appends what a plain stream at precision 4 writes for `value`, for values from 0.001 to 1 (the
-// probabilities of a result line); returns false, appending nothing, for any other value. The
-// digits are the value rounded to four significant digits, exactly, ties to even; trailing zeros
-// and a trailing point are dropped.
-bool AppendPrecision4(std::string& text, double value);
+// The most bytes PutPrecision4 writes.
+constexpr size_t kPrecision4Size = 8;
+// Writes at `at` what a plain stream at precision 4 writes for `value` and returns where the text
+// ends, for values from 0.001 to 1 (the probabilities of a result line); returns nullptr, writing
+// nothing, for any other value. The digits are the value rounded to four significant digits,
+// exactly, ties to even; trailing zeros and a trailing point are dropped.
+char* PutPrecision4(char* at, double value);
 
 }  // namespace veltra
 

@@ -221,6 +221,8 @@ OutputFile::OutputFile(const String& path, Use use) : m_path(path), m_target(pat
             VELTRA_RAISE("Cannot open file: ", m_path);
         }
     }
+    m_buffer.resize(kBufferSize);
+    m_stream.rdbuf()->pubsetbuf(m_buffer.data(), static_cast<std::streamsize>(m_buffer.size()));
     m_stream.open(m_writePath, std::ios::out | std::ios::trunc);
     if (!m_stream.is_open()) {
         Discard();

@@ -23,6 +23,7 @@
 
 #include <fstream>
 #include <string>
+#include <vector>
 
 #include "safe/SmartString.h"
 
@@ -73,8 +74,44 @@ private:
     bool m_staged = false;    // the output is copied from a temporary at the end
     bool m_failed = false;    // a write failed: nothing goes in place of the output
     bool m_done = false;
+    static constexpr size_t kBufferSize = 1 << 20;
+    std::vector<char> m_buffer;  // the stream's buffer: a run's output goes to the file in large writes
     std::ofstream m_stream;
     std::ofstream m_output;  // the output itself, while it is copied from a temporary at the end
+};
+
+// Text gathered for a stream and written to it a block at a time: a run that writes many short
+// pieces (the lines of a judged copy) puts them in place here and the stream gets one write per
+// block. What was gathered is written when the block is full, on Flush, and when the block goes,
+// so that a run that stops still leaves all it wrote.
+class TextBlock {
+public:
+    explicit TextBlock(std::ostream& out) : m_out(out), m_text(kSize) {}
+    ~TextBlock() { Flush(); }
+    TextBlock(const TextBlock&) = delete;
+    TextBlock& operator=(const TextBlock&) = delete;
+
+    // Where the next `size` bytes go; Took then says where the bytes put there end.
+    char* Room(size_t size)
+    {
+        if (m_text.size() - m_used < size) {
+            Flush();
+            if (m_text.size() < size) m_text.resize(size);
+        }
+        return m_text.data() + m_used;
+    }
+    void Took(const char* end) { m_used = static_cast<size_t>(end - m_text.data()); }
+    void Flush()
+    {
+        if (m_used > 0) m_out.write(m_text.data(), static_cast<std::streamsize>(m_used));
+        m_used = 0;
+    }
+
+private:
+    static constexpr size_t kSize = 1 << 20;
+    std::ostream& m_out;
+    std::vector<char> m_text;
+    size_t m_used = 0;
 };
 
 }  // namespace veltra

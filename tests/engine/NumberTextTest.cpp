@@ -7,7 +7,7 @@
 
 namespace veltra::test {
 
-// AppendPrecision4 writes what a stream at precision 4 writes, or nothing outside [0.001, 1]: on
+// PutPrecision4 writes what a stream at precision 4 writes, or nothing outside [0.001, 1]: on
 // the values where rounding is hardest and their neighbours (exact ties such as 0.015625, every
 // halfway point of four digits in each decade, the edges 0.001 and 1).
 TEST(NumberText, NumbersAreWhatTheStreamWrites)
@@ -15,11 +15,13 @@ TEST(NumberText, NumbersAreWhatTheStreamWrites)
     int differing = 0;
     auto check = [&](double near) {
         for (double value : {std::nextafter(near, 0.0), near, std::nextafter(near, 2.0)}) {
-            std::string text;
+            char put[kPrecision4Size];
             std::ostringstream streamed;
             streamed.precision(4);
             streamed << value;
-            const bool written = AppendPrecision4(text, value);
+            const char* end = PutPrecision4(put, value);
+            const bool written = end != nullptr;
+            const std::string text(static_cast<const char*>(put), written ? end : put);
             if ((written != (value >= 0.001 && value <= 1.0) || (written && text != streamed.str())) &&
                 ++differing <= 10)
                 ADD_FAILURE() << Bits(value) << ": wrote [" << text << "], stream " << streamed.str();
