@@ -45,11 +45,23 @@ private:
     const bool m_texts;  // the sink wants the counter's texts
     // Sends the console's texts held in m_block.
     void Flush();
-
+    // Puts the console's text of the count in m_block: "<erasing run>Line: ", the count, " / <total>".
+    void Show();
     static constexpr size_t kBlock = 4096;
+    static constexpr size_t kPiece = 32;  // room for each of the three parts, copied whole
     std::string m_text;
     std::string m_suffix;  // " / <total>"
-    std::string m_block;   // the console's texts not sent yet
+    // The console's parts, each copied whole into the block's spare room and the block's end
+    // moved by its length: the erasing run and "Line: ", the count's digits (counted up in place,
+    // as the count is), the suffix.
+    char m_prefix[kPiece] = {};
+    size_t m_prefixSize = 0;
+    char m_digits[kPiece] = {'0'};
+    size_t m_digitCount = 1;
+    char m_ofTotal[kPiece] = {};
+    size_t m_ofTotalSize = 0;
+    std::string m_block;  // the console's texts not sent yet: its first m_used bytes
+    size_t m_used = 0;
 };
 
 }  // namespace veltra
