@@ -31,19 +31,19 @@ size_t CutFields(const char* text, size_t length, std::string_view* fields, size
             ++p;
             continue;
         }
-        const void* found = std::memchr(p + 1, '\t', static_cast<size_t>(end - p - 1));
-        const char* tab = found ? static_cast<const char*>(found) : end;
+        // Short fields (a marker, states) end within a few bytes; a long one (results) is
+        // searched for its end in one call.
+        const char* tab = p + 1;
+        for (const char* near = std::min(end, p + 16); tab < near && *tab != '\t';) ++tab;
+        if (tab < end && *tab != '\t') {
+            const void* found = std::memchr(tab, '\t', static_cast<size_t>(end - tab));
+            tab = found ? static_cast<const char*>(found) : end;
+        }
         if (count < capacity) fields[count] = std::string_view(p, static_cast<size_t>(tab - p));
         ++count;
         p = tab;
     }
     return count;
-}
-
-// True when every byte is white space (the line trims to nothing).
-bool IsBlank(std::string_view text)
-{
-    return std::all_of(text.begin(), text.end(), IsWhiteSpace);
 }
 
 // The results without their full stops, which only group them for the eye and never reach
@@ -262,11 +262,10 @@ void FieldClassifier::AnalyzeFile(String inputFile, String outputFile)
         copy[length] = '\n';
         block.Took(copy + length + 1);
         progress.Step(number);
-        const std::string_view read(line, length);
-        if (IsBlank(read) || read.compare(0, 7, ";TESTS\t") != 0) continue;
+        if (length < 7 || std::memcmp(line, ";TESTS\t", 7) != 0) continue;
         std::string_view fields[3];
         if (CutFields(line, length, fields, 3) < 3)
-            VELTRA_RAISE("Wrong format in line:\n", String(std::string(read)));
+            VELTRA_RAISE("Wrong format in line:\n", String(std::string(line, length)));
         Judge(number, fields, block);
     }
     block.Flush();
