@@ -104,8 +104,32 @@ bool FastInference::Begin(const CompiledNetwork& network, const char* results, i
     m_hashed = false;  // hashed when a cache is asked: fresh levels never need it
     m_probed = false;
     m_computed = false;
-    m_knownField = fresh ? -1 : FindKnownField();
-    return m_knownField >= 0 || Observe();
+    if (fresh) {
+        m_knownField = -1;
+        return Observe();
+    }
+    // A field that may be known is looked up first, and its rows then read only when it is not;
+    // any other field reads its rows as its results are hashed.
+    if (MayBeKnown()) {
+        m_knownField = FindKnownField();
+        return m_knownField >= 0 || Observe();
+    }
+    m_knownField = -1;
+    return ObserveHashing();
+}
+
+size_t FastInference::KnownPrefixBit() const
+{
+    const size_t length = std::min<size_t>(m_results.size(), 8);
+    const uint64_t prefix = InferenceCache::Hash(m_results.data(), length) + length;
+    return static_cast<size_t>(prefix * 0x9e3779b97f4a7c15ULL >> 54);
+}
+
+bool FastInference::MayBeKnown() const
+{
+    if (m_known.empty()) return false;
+    const size_t bit = KnownPrefixBit();
+    return m_knownPrefixes[bit / 64] >> (bit % 64) & 1;
 }
 
 uint64_t FastInference::ResultsHash() const
@@ -137,6 +161,34 @@ bool FastInference::Observe()
         all = all && row;
         m_rows[static_cast<size_t>(t)] = row;
     }
+    return all;
+}
+
+bool FastInference::ObserveHashing()
+{
+    // Observe, with the results hashed in the same pass: the hash's multiplications overlap the
+    // rows' lookups.
+    if (m_rows.size() < static_cast<size_t>(m_length)) m_rows.resize(static_cast<size_t>(m_length));
+    m_rowCount = static_cast<size_t>(m_length);
+    const unsigned char* bytes = reinterpret_cast<const unsigned char*>(m_results.data());
+    const double** rows = m_rows.data();
+    bool all = true;
+    uint64_t hash = 0;
+    int32_t t = 0;
+    for (; t + 4 <= m_length; t += 4) {
+        hash = InferenceCache::HashFour(hash, bytes + t);
+        for (int32_t k = t; k < t + 4; ++k) {
+            rows[k] = m_network->Row(k, bytes[k]);
+            all &= rows[k] != nullptr;
+        }
+    }
+    for (; t < m_length; ++t) {
+        hash = InferenceCache::HashOne(hash, bytes[t]);
+        rows[t] = m_network->Row(t, bytes[t]);
+        all &= rows[t] != nullptr;
+    }
+    m_resultsHash = hash;
+    m_hashed = true;
     return all;
 }
 
@@ -271,6 +323,7 @@ void FastInference::NetworkChanged()
 {
     m_heldFor = nullptr;
     m_known.clear();
+    m_knownPrefixes.fill(0);
     m_knownTexts.clear();
     m_knownEntries.clear();
     m_knownSlots.clear();
@@ -305,6 +358,8 @@ int32_t FastInference::FindKnownField() const
 void FastInference::AddKnownField()
 {
     m_known.push_back({ResultsHash(), m_knownTexts.size(), m_knownEntries.size()});
+    const size_t bit = KnownPrefixBit();
+    m_knownPrefixes[bit / 64] |= uint64_t{1} << (bit % 64);
     m_knownTexts.insert(m_knownTexts.end(), m_results.begin(), m_results.end());
     m_knownEntries.insert(m_knownEntries.end(), m_levelEntries.begin(), m_levelEntries.end());
     if (m_known.size() * 2 > m_knownSlots.size()) {
@@ -336,6 +391,28 @@ void FastInference::LevelsFromSteadyAnswers(double* levels)
     }
 }
 
+void FastInference::LevelsNeverSeen(double* levels)
+{
+    // The first state's requests store every product, its own first and then the others' in
+    // state order (state 0 asks first: state order), and every later request finds its product.
+    ComputeProducts();
+    const size_t count = static_cast<size_t>(m_network->StateCount());
+    if (m_stateOrder.size() != count) {
+        m_stateOrder.resize(count);
+        for (size_t s = 0; s < count; ++s) m_stateOrder[s] = static_cast<int32_t>(s);
+    }
+    m_products.AddHeld(m_stateOrder.data(), m_computedProducts.data(), count, m_results.data(),
+                       m_results.size(), ResultsHash(), m_heldAgain);
+    m_heldAgain = true;
+    std::fill(m_cached.begin(), m_cached.end(), 1);
+    std::copy_n(m_computedProducts.data(), count, m_cachedValues.data());
+    m_cachedCount = static_cast<int32_t>(count);
+    OthersInStateOrder(m_computedProducts.data(), count, levels);
+    LevelsOfProducts(m_computedProducts.data(), levels, count);
+    for (size_t s = 0; s < count && m_levels.Size() < m_levelLimit; ++s)
+        StoreLevel(static_cast<int32_t>(s), levels[s]);
+}
+
 void FastInference::AllLevels(double* levels)
 {
     const int32_t states = m_network->StateCount();
@@ -358,6 +435,11 @@ void FastInference::AllLevels(double* levels)
     } else {
         if (!m_probed) ProbeProducts();
         const int32_t missing = states - m_cachedCount;
+        if (m_cachedCount == 0 && static_cast<int32_t>(m_asking.size()) == states &&
+            m_products.Size() + states <= m_productLimit) {
+            LevelsNeverSeen(levels);
+            return;
+        }
         if (m_cachedCount == 0 || m_products.Size() + missing <= m_productLimit) {
             LevelsFromSteadyAnswers(levels);
         } else {

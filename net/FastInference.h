@@ -22,6 +22,7 @@
 #ifndef VELTRA_NET_FASTINFERENCE_H
 #define VELTRA_NET_FASTINFERENCE_H
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -59,6 +60,7 @@ private:
     uint64_t ResultsHash() const;
     InferenceCache::Key KeyOf(int32_t state) const;
     bool Observe();
+    bool ObserveHashing();
     void ProbeProducts();
     void ComputeProducts();
     double Request(int32_t state);
@@ -66,9 +68,13 @@ private:
     void ReplayRequests(const std::vector<int32_t>& asking);
     void StoreLevel(int32_t state, double level);
     void LevelsFromSteadyAnswers(double* levels);
+    // AllLevels of a field none of whose levels or products is cached, every product finding room.
+    void LevelsNeverSeen(double* levels);
     size_t KnownSlot(uint64_t hash) const;
     void PlaceKnown(int32_t field);
     int32_t FindKnownField() const;
+    size_t KnownPrefixBit() const;
+    bool MayBeKnown() const;
     void AddKnownField();
 
     InferenceCache& m_products;
@@ -100,6 +106,7 @@ private:
     std::vector<int32_t> m_asking;
     std::vector<double> m_answers;
     std::vector<double> m_others;
+    std::vector<int32_t> m_stateOrder;  // 0, 1, ...: every state, in state order
     // The products a field stores at once, and their states.
     std::vector<int32_t> m_storing;
     std::vector<double> m_storingValues;
@@ -114,6 +121,9 @@ private:
     std::vector<char> m_knownTexts;
     std::vector<int32_t> m_knownEntries;
     std::vector<int32_t> m_knownSlots;  // open addressing: known field or -1; at most half full
+    // A bit for the first bytes of every known field: a field whose bit is clear is not known,
+    // told without hashing all of its results first.
+    std::array<uint64_t, 16> m_knownPrefixes{};
 };
 
 }  // namespace veltra

@@ -7,7 +7,6 @@ namespace veltra {
 
 namespace {
 
-constexpr uint64_t kBase = 0x100000001b3ULL;
 constexpr size_t kInitialSlots = 16;
 
 // Texts may be empty (a network without tests has empty results), and an empty vector's data may
@@ -26,13 +25,11 @@ void CopyBytes(char* to, const char* from, size_t length)
 uint64_t InferenceCache::Hash(const char* text, size_t length)
 {
     // Four bytes a step: hash * B^4 + b0 B^3 + b1 B^2 + b2 B + b3 is the byte-by-byte sum.
-    constexpr uint64_t base2 = kBase * kBase, base3 = base2 * kBase, base4 = base3 * kBase;
     const unsigned char* bytes = reinterpret_cast<const unsigned char*>(text);
     uint64_t hash = 0;
     size_t i = 0;
-    for (; i + 4 <= length; i += 4)
-        hash = hash * base4 + bytes[i] * base3 + bytes[i + 1] * base2 + bytes[i + 2] * kBase + bytes[i + 3];
-    for (; i < length; ++i) hash = hash * kBase + bytes[i];
+    for (; i + 4 <= length; i += 4) hash = HashFour(hash, bytes + i);
+    for (; i < length; ++i) hash = HashOne(hash, bytes[i]);
     return hash;
 }
 

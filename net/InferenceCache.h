@@ -31,6 +31,8 @@ namespace veltra {
 
 class InferenceCache {
 public:
+    static constexpr uint64_t kBase = 0x100000001b3ULL;
+
     // A key by its two parts and the hash of its whole text.
     struct Key {
         const char* stateKey;
@@ -43,6 +45,13 @@ public:
     // The hash of a text is the polynomial sum of its bytes in kBase (modulo 2^64), so that the
     // hash of a joined text follows from its parts: Join(Hash(a), Power(|b|), Hash(b)) == Hash(a + b).
     static uint64_t Hash(const char* text, size_t length);
+    // The hash of a text continued by four bytes, and by one.
+    static uint64_t HashFour(uint64_t hash, const unsigned char* bytes)
+    {
+        constexpr uint64_t base2 = kBase * kBase, base3 = base2 * kBase, base4 = base3 * kBase;
+        return hash * base4 + bytes[0] * base3 + bytes[1] * base2 + bytes[2] * kBase + bytes[3];
+    }
+    static uint64_t HashOne(uint64_t hash, unsigned char byte) { return hash * kBase + byte; }
     static uint64_t Power(size_t length);
     static uint64_t Join(uint64_t first, uint64_t secondPower, uint64_t second)
     {
