@@ -18,6 +18,7 @@ namespace veltra::fuzz {
 
 using test::Bits;
 using test::ReadFile;
+using test::Scratch;
 
 // Inputs above this size are skipped: descriptions, result strings and the files are short by
 // nature, and the largest corpus input, a network of 1024 tests, takes 100 KiB.
@@ -42,13 +43,6 @@ const char* const kFixedProbabilities =
     std::fputs((what + "\n").c_str(), stderr);
     std::fflush(stderr);
     std::abort();
-}
-
-// The scratch directory of the process, removed at exit.
-inline const test::TempDir& Scratch()
-{
-    static const test::TempDir directory;
-    return directory;
 }
 
 // What one export call did: its status and what it wrote to standard error and standard output.

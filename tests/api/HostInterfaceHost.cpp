@@ -5,7 +5,6 @@
 // that forgets what was classified before it; evaluation line by line; cross-validation and test
 // selection; the versions. Prints one line per failed check; exits 1 on any.
 // Usage: HostInterfaceHost <test data directory>
-#include <cstring>
 #include <filesystem>
 #include <string>
 #ifdef __GLIBC__
@@ -20,6 +19,7 @@
 
 namespace {
 
+using host::Bits;
 using host::Check;
 
 // An engine of the host interface with everything its callbacks were told.
@@ -62,13 +62,6 @@ struct Host {
                std::to_string(veltra_engine_error_line(engine)) + "]";
     }
 };
-
-std::string Bits(double value)
-{
-    uint64_t bits;
-    std::memcpy(&bits, &value, sizeof bits);
-    return std::to_string(bits);
-}
 
 // One field through the host interface's single call: "<status> <state><bits> ...".
 std::string Classified(veltra_engine* engine, const std::string& results)
@@ -237,13 +230,10 @@ void Reasons(const std::string& data)
 void Texts(const std::string& data)
 {
     Host h;
-    std::string out;
-    const std::string err = host::Capture(2, [&] {
-        out = host::Capture(1, [&] {
-            veltra_engine_train(h.engine, (data + "/training/network.txt").c_str(),
-                                (data + "/training/samples.txt").c_str(),
-                                host::Scratch().File("texts.net").c_str(), nullptr);
-        });
+    const auto [out, err] = host::Printed([&] {
+        veltra_engine_train(h.engine, (data + "/training/network.txt").c_str(),
+                            (data + "/training/samples.txt").c_str(),
+                            host::Scratch().File("texts.net").c_str(), nullptr);
     });
     Check(out.empty() && err.empty(), "training printed [" + out + "] [" + err + "]");
     const std::string printed = host::ReadFile(data + "/training/expected-stdout.txt");
@@ -577,14 +567,11 @@ int main(int argc, char** argv)
     Check(std::string(veltra_version()) == VELTRA_VERSION_TEXT &&
               veltra_interface_version() == VELTRA_HOST_INTERFACE_VERSION,
           std::string("versions ") + veltra_version());
-    std::string printed;
-    const std::string err = host::Capture(2, [&] {
-        printed = host::Capture(1, [&] {
-            Reasons(data);
-            Introspection(data);
-            TrainingInParts(data);
-            CrossValidation(data);
-        });
+    const auto [printed, err] = host::Printed([&] {
+        Reasons(data);
+        Introspection(data);
+        TrainingInParts(data);
+        CrossValidation(data);
     });
     Check(printed.empty() && err.empty(), "printed [" + printed + "] [" + err + "]");
     Texts(data);

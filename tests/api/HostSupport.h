@@ -1,15 +1,18 @@
-// Shared by the export-level hosts: counted checks, a scratch directory, and a file descriptor (1
-// or 2, which the library writes through) captured around a call.
+// Shared by the export-level hosts: counted checks, a scratch directory, a file descriptor (1 or 2,
+// which the library writes through) captured around a call, and an Analyze answer as text.
 #ifndef VELTRA_TESTS_API_HOSTSUPPORT_H
 #define VELTRA_TESTS_API_HOSTSUPPORT_H
 
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <functional>
 #include <string>
+#include <utility>
 
 #include "../support/Files.h"
+#include "Veltra.h"
 
 #if defined(_WIN32)
 #  include <io.h>
@@ -32,21 +35,14 @@ inline void Check(bool ok, const std::string& what)
 }
 
 using veltra::test::ReadFile;
-
-// The run's scratch directory, removed at exit.
-inline const veltra::test::TempDir& Scratch()
-{
-    static const veltra::test::TempDir directory;
-    return directory;
-}
+using veltra::test::Scratch;
 
 // Text as the library means it on every platform: CR LF read as LF (the Windows library writes
 // text mode), and the date line of a trained file emptied.
 inline std::string Normalised(std::string text)
 {
     text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
-    const size_t date = text.find("# Date of training: ");
-    return date == std::string::npos ? text : text.erase(date, text.find('\n', date) - date);
+    return veltra::test::Undated(text);
 }
 
 // Whether the file `written` holds the text of the file `expected`, as Normalised reads them.
@@ -71,6 +67,35 @@ inline std::string Capture(int fd, const std::function<void()>& action)
     const std::string text = ReadFile(path);
     std::remove(path.c_str());
     return text;
+}
+
+// What `action` wrote to standard output and to standard error.
+inline std::pair<std::string, std::string> Printed(const std::function<void()>& action)
+{
+    std::string err;
+    std::string out = Capture(1, [&] { err = Capture(2, action); });
+    return {out, err};
+}
+
+// A double's 64 bits as a decimal number: the same text under any locale a host sets.
+inline std::string Bits(double value)
+{
+    uint64_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    return std::to_string(bits);
+}
+
+// Analyze of `field` into eight entries: its status, the count and every entry, written or not,
+// each probability to the bit.
+inline std::string Analyzed(BayesianEngineHandle engine, const char* field)
+{
+    int32_t count = 8;
+    char categories[8] = {};
+    double probabilities[8] = {};
+    std::string text = std::to_string(Analyze(engine, field, categories, probabilities, &count)) + " " +
+                       std::to_string(count);
+    for (int i = 0; i < 8; ++i) text += std::string(" ") + categories[i] + Bits(probabilities[i]);
+    return text + "\n";
 }
 
 // Runs an export call, which must return `status` and write exactly `err` to standard error.

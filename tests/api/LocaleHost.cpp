@@ -24,18 +24,7 @@ const char* const kBadSums = "H = Kind \"x,y\"\nT = t \"a,b\"\nP(H=x) = 0.25\nP(
 std::string Answers(BayesianEngineHandle engine, std::initializer_list<const char*> fields)
 {
     std::string text;
-    for (const char* field : fields) {
-        int32_t count = 8;
-        char categories[8] = {};
-        double probabilities[8] = {};
-        text += std::to_string(Analyze(engine, field, categories, probabilities, &count));
-        for (int32_t i = 0; i < count && i < 8; ++i) {
-            uint64_t bits;
-            std::memcpy(&bits, &probabilities[i], sizeof bits);
-            text += std::string(" ") + categories[i] + std::to_string(bits);
-        }
-        text += "\n";
-    }
+    for (const char* field : fields) text += host::Analyzed(engine, field);
     return text;
 }
 
@@ -47,21 +36,19 @@ std::string Job(const std::string& data, const std::string& name)
     for (int i = 0; i < 1200; ++i) lines += i % 2 ? ";TESTS\ta\ty.s\n" : ";TESTS\tbc\tn-\n";
     const std::string input = host::Scratch().Write("batch.txt", lines);
     const std::string description = host::ReadFile(data + "/three-states.net");
-    std::string job, err;
-    const std::string out = host::Capture(1, [&] {
-        err = host::Capture(2, [&] {
-            BayesianEngineHandle engine = nullptr;
-            job += std::to_string(CreateBayesianEngine(&engine));
-            job += std::to_string(InitializeThruFile(engine, (data + "/three-states.net").c_str()));
-            job += Answers(engine, {"a.b-c", "abab", "-b-c"});
-            job += std::to_string(InitializeThruParam(engine, description.c_str()));
-            job += std::to_string(InitializeThruParam(engine, kBadSums));
-            job += std::to_string(Train(engine, (data + "/training/network.txt").c_str(),
-                                        (data + "/training/samples.txt").c_str(), trained.c_str()));
-            job += Answers(engine, {"ys", "nl", "-m"});
-            job += std::to_string(AnalyzeFile(engine, input.c_str(), judged.c_str()));
-            job += std::to_string(DestroyBayesianEngine(&engine));
-        });
+    std::string job;
+    const auto [out, err] = host::Printed([&] {
+        BayesianEngineHandle engine = nullptr;
+        job += std::to_string(CreateBayesianEngine(&engine));
+        job += std::to_string(InitializeThruFile(engine, (data + "/three-states.net").c_str()));
+        job += Answers(engine, {"a.b-c", "abab", "-b-c"});
+        job += std::to_string(InitializeThruParam(engine, description.c_str()));
+        job += std::to_string(InitializeThruParam(engine, kBadSums));
+        job += std::to_string(Train(engine, (data + "/training/network.txt").c_str(),
+                                    (data + "/training/samples.txt").c_str(), trained.c_str()));
+        job += Answers(engine, {"ys", "nl", "-m"});
+        job += std::to_string(AnalyzeFile(engine, input.c_str(), judged.c_str()));
+        job += std::to_string(DestroyBayesianEngine(&engine));
     });
     return job + "\n[out]\n" + out + "\n[err]\n" + err + "\n[trained]\n" +
            host::Normalised(host::ReadFile(trained)) + "\n[judged]\n" + host::ReadFile(judged);

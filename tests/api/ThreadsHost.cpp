@@ -22,8 +22,8 @@ namespace {
 constexpr int kThreads = 4;
 constexpr int kRounds = 2;
 
-// Everything the job can be told by: statuses and answers in call order (probabilities as their
-// bytes), then the files it wrote.
+// Everything the job can be told by: statuses and answers in call order (probabilities to the
+// bit), then the files it wrote.
 std::string RunJob(const std::string& data, const std::string& out)
 {
     // Fields of three-states.net, two of the wrong length or with an unknown value; then fields of
@@ -34,15 +34,7 @@ std::string RunJob(const std::string& data, const std::string& out)
     int32_t status[5] = {};
     BayesianEngineHandle engine = nullptr;
     const auto classify = [&](const auto& fields) {
-        for (const char* field : fields) {
-            struct {
-                int32_t status, count = 8;
-                char categories[8] = {};
-                double probabilities[8] = {};
-            } answer;
-            answer.status = Analyze(engine, field, answer.categories, answer.probabilities, &answer.count);
-            job.append(reinterpret_cast<const char*>(&answer), sizeof answer);
-        }
+        for (const char* field : fields) job += host::Analyzed(engine, field);
     };
     status[0] = CreateBayesianEngine(&engine);
     if (!engine) return job;

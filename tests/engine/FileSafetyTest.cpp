@@ -94,13 +94,6 @@ TEST(FileSafety, RefusedRunsNameTheFileAndKeepTheInputs)
     }
 }
 
-// The text of a file with its date line, which differs from run to run, left out.
-std::string Undated(std::string text)
-{
-    const size_t date = text.find("# Date of training: ");
-    return date == std::string::npos ? text : text.erase(date, text.find('\n', date) - date);
-}
-
 // What becomes of an earlier output (kept through a link, or not, with its permissions): a run
 // that ends replaces it whole with what a run into a new file writes; a run stopped at a bad line
 // leaves its partial file in its place, as runs always have; a write that fails (past a

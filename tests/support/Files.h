@@ -1,6 +1,7 @@
 // Shared by every test program (the unit tests, the fuzz targets and the export-level hosts, which
-// the Windows build runs too): scratch directories, whole files, a standard stream captured, and
-// a double's exact value. Header only, without a test framework.
+// the Windows build runs too): scratch directories, whole files, a trained file's text without its
+// date, a standard stream captured, and a double's exact value. Header only, without a test
+// framework.
 #ifndef VELTRA_TESTS_SUPPORT_FILES_H
 #define VELTRA_TESTS_SUPPORT_FILES_H
 
@@ -45,6 +46,20 @@ private:
         std::filesystem::temp_directory_path() / ("veltra-" + std::to_string(std::random_device()()));
     std::error_code m_removeError;  // ignored: what cannot be removed stays behind
 };
+
+// The process's scratch directory, removed at exit.
+inline const TempDir& Scratch()
+{
+    static const TempDir directory;
+    return directory;
+}
+
+// The text with its date line emptied: the date of training differs from run to run.
+inline std::string Undated(std::string text)
+{
+    const size_t date = text.find("# Date of training: ");
+    return date == std::string::npos ? text : text.erase(date, text.find('\n', date) - date);
+}
 
 // Redirects a standard stream (std::cerr or std::cout) into `text` while alive.
 struct StreamCapture {
