@@ -77,19 +77,6 @@ TEST(Training, SampleAndCountLines)
     }
 }
 
-TEST(Training, ProbabilityFloorTakesFromTheLargestOfTheSameTestAndState)
-{
-    // Key, before, after: each raised entry takes from the then largest, the earlier of equal ones.
-    const std::tuple<const char*, double, double> rows[] = {
-        {"T=x|H=b", 0.9995, 0.999}, {"T=y|H=b", 0.0005, 0.001}, {"U=x|H=a", 0.9, 0.9},
-        {"T=w|H=a", 0.5, 0.498},    {"T=x|H=a", 0.5, 0.499},    {"T=y|H=a", 0.0, 0.001},
-        {"T=z|H=a", 0.0, 0.001},    {"T=u|H=a", 0.0, 0.001}};
-    HashTable<Double> table;
-    for (const auto& [key, before, after] : rows) table.Add(key, Double(before));
-    FieldClassifier().ApplyProbabilityFloor(table);
-    for (const auto& [key, before, after] : rows) EXPECT_NEAR(table.Get(key).m_value, after, 1e-12) << key;
-}
-
 // The floor as its rule reads: for every raised entry, a search of the whole table.
 void FloorByWholeSearch(HashTable<Double>& table)
 {
@@ -111,9 +98,9 @@ void FloorByWholeSearch(HashTable<Double>& table)
 }
 
 // The floor gives what that search gives, to the bit, on seeded random tables: distributions
-// interleaved, values at, below and around the floor, equal largest values, values and states
-// that hold "|H=" or "=", and now and then a key without them, which must fail with the same
-// message after the same entries were raised.
+// interleaved, values at, below and around the floor, equal largest values (the earlier gives),
+// values and states that hold "|H=" or "=", and now and then a key without them, which must fail
+// with the same message after the same entries were raised.
 TEST(Training, ProbabilityFloorIsTheWholeTableSearch)
 {
     const char* const tags[] = {"T", "U", "Dig", "T|H=a"};
