@@ -3,8 +3,9 @@
 # both bindings are held to. For each line NAME LOAD of "cases", the network NAME.net loaded that
 # way must answer every line of NAME.in as ReferenceHost (a C host of the same interface) wrote to
 # NAME.expected, one field at a time and all at once. Then the failures, with their reasons; the
-# silence; progress, messages and introspection; training in parts; and the misuse that Python
-# programs commit, in subprocesses of their own. Stops at the first failed check, naming it.
+# silence; progress, messages and introspection; and the misuse that Python programs commit, in
+# subprocesses of their own. (Training in parts, through count and train_counts: the Dask test,
+# scaleout.dask.) Stops at the first failed check, naming it.
 
 import json
 import os
@@ -132,16 +133,6 @@ with veltra.Engine(messages=lambda kind, text: messages.append((kind, text))) as
     assert engine.states == ["d", "a", "p", "n", "i"] and engine.tests[2].tag == "Length", engine.tests
     assert engine.tests[7] == veltra.Test("Cents", "Last run of digits is two digits after a dot or comma: yes, no",
                                           ("y", "n"))
-
-    # Training in parts gives the file that training on the whole writes.
-    counts = np.zeros(engine.count_size(), dtype=np.int64)
-    lines = Path("train.txt").read_bytes().split(b"\n")
-    engine.count(b"\n".join(lines[:1000]) + b"\n", counts, file="train.txt")
-    engine.count(b"\n".join(lines[1000:]), counts, file="train.txt", first_line=1001)
-    engine.train_counts("network.txt", counts, "parts.net")
-    undated = [b"".join(line for line in Path(name).read_bytes().splitlines(True) if b"Date of" not in line)
-               for name in ("parts.net", "again.net")]
-    assert undated[0] == undated[1], "training in parts"
 
 # Cross-validation and test selection give the figures of the command, which reads them through the
 # same library: folds in the same order, the same tests kept, each verdict told once.
