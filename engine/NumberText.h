@@ -33,7 +33,8 @@ constexpr size_t kPrecision4Size = 8;
 // Writes at `at` what a plain stream at precision 4 writes for `value` and returns where the text
 // ends, for values from 0.001 to 1 (the probabilities of a result line); returns nullptr, writing
 // nothing, for any other value. The digits are the value rounded to four significant digits,
-// exactly, ties to even; trailing zeros and a trailing point are dropped.
+// exactly, ties to even; trailing zeros and a trailing point are dropped. Up to kPrecision4Size
+// bytes at `at` may be written, beyond the text's end too.
 char* PutPrecision4(char* at, double value);
 
 }  // namespace veltra
