@@ -179,7 +179,9 @@ bool FieldClassifier::WinnerExpected(std::string_view expected) const
 {
     if (m_ranking.empty()) VELTRA_RAISE("Cannot access element of empty Vector");  // no winner to judge
     // A line is right when the most probable state is any one of its expected states.
-    return expected.find(m_names[static_cast<size_t>(m_ranking[0])]) != std::string_view::npos;
+    const std::string& winner = m_names[static_cast<size_t>(m_ranking[0])];
+    if (winner.size() == 1) return std::find(expected.begin(), expected.end(), winner[0]) != expected.end();
+    return expected.find(winner) != std::string_view::npos;
 }
 
 bool FieldClassifier::JudgeFresh(std::string_view results, std::string_view expected, char* categories,

@@ -404,9 +404,7 @@ void FastInference::LevelsNeverSeen(double* levels)
     m_products.AddHeld(m_stateOrder.data(), m_computedProducts.data(), count, m_results.data(),
                        m_results.size(), ResultsHash(), m_heldAgain);
     m_heldAgain = true;
-    std::fill(m_cached.begin(), m_cached.end(), 1);
-    std::copy_n(m_computedProducts.data(), count, m_cachedValues.data());
-    m_cachedCount = static_cast<int32_t>(count);
+    m_probed = false;  // the products are now cached: a later request of the field probes again
     OthersInStateOrder(m_computedProducts.data(), count, levels);
     LevelsOfProducts(m_computedProducts.data(), levels, count);
     for (size_t s = 0; s < count && m_levels.Size() < m_levelLimit; ++s)
