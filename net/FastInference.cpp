@@ -393,22 +393,66 @@ void FastInference::LevelsFromSteadyAnswers(double* levels)
 
 void FastInference::LevelsNeverSeen(double* levels)
 {
-    // The first state's requests store every product, its own first and then the others' in
-    // state order (state 0 asks first: state order), and every later request finds its product.
     ComputeProducts();
     const size_t count = static_cast<size_t>(m_network->StateCount());
-    if (m_stateOrder.size() != count) {
-        m_stateOrder.resize(count);
-        for (size_t s = 0; s < count; ++s) m_stateOrder[s] = static_cast<int32_t>(s);
+    if (m_products.Size() + m_network->StateCount() <= m_productLimit) {
+        // The first state's requests store every product, its own first and then the others' in
+        // state order (state 0 asks first: state order), and every later request finds its product.
+        if (m_stateOrder.size() != count) {
+            m_stateOrder.resize(count);
+            for (size_t s = 0; s < count; ++s) m_stateOrder[s] = static_cast<int32_t>(s);
+        }
+        m_products.AddHeld(m_stateOrder.data(), m_computedProducts.data(), count, m_results.data(),
+                           m_results.size(), ResultsHash(), m_heldAgain);
+    } else {
+        StoreFilling();
     }
-    m_products.AddHeld(m_stateOrder.data(), m_computedProducts.data(), count, m_results.data(),
-                       m_results.size(), ResultsHash(), m_heldAgain);
     m_heldAgain = true;
     m_probed = false;  // the products are now cached: a later request of the field probes again
     OthersInStateOrder(m_computedProducts.data(), count, levels);
     LevelsOfProducts(m_computedProducts.data(), levels, count);
     for (size_t s = 0; s < count && m_levels.Size() < m_levelLimit; ++s)
         StoreLevel(static_cast<int32_t>(s), levels[s]);
+}
+
+void FastInference::StoreFilling()
+{
+    // The requests of every state in turn (its own product, then the others' in state order), as
+    // GetConfLevel makes them, against a cache that fills on the way: a request that finds it full
+    // empties it and stores nothing. Counted here, then carried out at once: the cache emptied if a
+    // request emptied it, and the products stored since then held in the order they were stored.
+    const int32_t states = m_network->StateCount();
+    m_cached.assign(static_cast<size_t>(states), 0);
+    int32_t size = m_products.Size(), cachedCount = 0;
+    bool emptied = false;
+    m_storing.clear();
+    for (int32_t asking = 0; asking < states && cachedCount < states; ++asking) {
+        for (int32_t k = -1; k < states; ++k) {
+            const int32_t state = k < 0 ? asking : k;
+            if ((k >= 0 && k == asking) || m_cached[static_cast<size_t>(state)]) continue;
+            if (size < m_productLimit) {
+                m_cached[static_cast<size_t>(state)] = 1;
+                ++cachedCount;
+                ++size;
+                m_storing.push_back(state);
+            } else {
+                std::fill(m_cached.begin(), m_cached.end(), 0);
+                cachedCount = 0;
+                size = 0;
+                m_storing.clear();
+                emptied = true;
+            }
+        }
+    }
+    if (emptied) {
+        m_products.Clear();
+        m_heldAgain = false;
+    }
+    m_storingValues.clear();
+    for (int32_t state : m_storing) m_storingValues.push_back(m_computedProducts[static_cast<size_t>(state)]);
+    if (!m_storing.empty())
+        m_products.AddHeld(m_storing.data(), m_storingValues.data(), m_storing.size(), m_results.data(),
+                           m_results.size(), ResultsHash(), m_heldAgain);
 }
 
 void FastInference::AllLevels(double* levels)
@@ -433,8 +477,7 @@ void FastInference::AllLevels(double* levels)
     } else {
         if (!m_probed) ProbeProducts();
         const int32_t missing = states - m_cachedCount;
-        if (m_cachedCount == 0 && static_cast<int32_t>(m_asking.size()) == states &&
-            m_products.Size() + states <= m_productLimit) {
+        if (m_cachedCount == 0 && static_cast<int32_t>(m_asking.size()) == states) {
             LevelsNeverSeen(levels);
             return;
         }

@@ -68,8 +68,10 @@ private:
     void ReplayRequests(const std::vector<int32_t>& asking);
     void StoreLevel(int32_t state, double level);
     void LevelsFromSteadyAnswers(double* levels);
-    // AllLevels of a field none of whose levels or products is cached, every product finding room.
+    // AllLevels of a field none of whose levels or products is cached.
     void LevelsNeverSeen(double* levels);
+    // The products such a field stores when they do not all find room.
+    void StoreFilling();
     size_t KnownSlot(uint64_t hash) const;
     void PlaceKnown(int32_t field);
     int32_t FindKnownField() const;
