@@ -464,10 +464,17 @@ void FastInference::AllLevels(double* levels)
         for (size_t s = 0; s < count; ++s) levels[s] = m_levels.Value(entries[s]);
         return;
     }
-    m_levelEntries.resize(count);
-    m_asking.clear();
     // Most fields never seen have no level cached: one bit tells.
     const bool mayHold = m_levels.MayHoldResults(ResultsHash());
+    if (!mayHold) {
+        if (!m_probed) ProbeProducts();
+        if (m_cachedCount == 0) {
+            LevelsNeverSeen(levels);
+            return;
+        }
+    }
+    m_levelEntries.resize(count);
+    m_asking.clear();
     for (int32_t s = 0; s < states; ++s) {
         m_levelEntries[static_cast<size_t>(s)] = mayHold ? m_levels.Find(KeyOf(s)) : -1;
         if (m_levelEntries[static_cast<size_t>(s)] < 0) m_asking.push_back(s);
