@@ -75,9 +75,11 @@ void CompiledNetwork::BuildRows(const std::vector<const BayesTest*>& tests)
     m_rows.resize(m_rows.size() + m_stride, 1.0);
     for (int32_t t = 0; t < m_tests; ++t)
         rowIndex[static_cast<size_t>(t) * 256 + '-'] = static_cast<int32_t>(ones);
-    m_rowOf.assign(rowIndex.size(), nullptr);
-    for (size_t i = 0; i < rowIndex.size(); ++i)
-        if (rowIndex[i] >= 0) m_rowOf[i] = &m_rows[static_cast<size_t>(rowIndex[i]) * m_stride];
+    m_rowOf.assign(static_cast<size_t>(m_tests) * kRowOfStride, nullptr);
+    for (size_t t = 0; t < static_cast<size_t>(m_tests); ++t)
+        for (size_t c = 0; c < 256; ++c)
+            if (const int32_t row = rowIndex[t * 256 + c]; row >= 0)
+                m_rowOf[t * kRowOfStride + c] = &m_rows[static_cast<size_t>(row) * m_stride];
 }
 
 }  // namespace veltra

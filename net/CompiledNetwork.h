@@ -48,7 +48,7 @@ public:
     // Rows are Stride() wide: the state count rounded up to even, padded with 1.
     const double* Row(int32_t test, unsigned char c) const
     {
-        return m_rowOf[static_cast<size_t>(test) * 256 + c];
+        return m_rowOf[static_cast<size_t>(test) * kRowOfStride + c];
     }
     size_t Stride() const { return m_stride; }
     // Power of the key hash over a results text of TestCount() characters.
@@ -64,8 +64,12 @@ private:
     std::vector<std::string> m_stateKeys;
     std::vector<uint64_t> m_stateKeyHashes;
     std::vector<double> m_priors;
-    std::vector<double> m_rows;          // row number * stride + state
-    std::vector<const double*> m_rowOf;  // test * 256 + character: its row or null
+    std::vector<double> m_rows;  // row number * stride + state
+    // test * kRowOfStride + character: its row or null. The tests' tables lie an odd number of
+    // cache lines apart: 2 KiB apart, the same character of every test would fall in the same few
+    // sets of the processor's cache.
+    static constexpr size_t kRowOfStride = 256 + 8;
+    std::vector<const double*> m_rowOf;
     size_t m_stride = 0;
     uint64_t m_resultsPower = 1;
 };
