@@ -6,6 +6,7 @@
 // through their callbacks and arrays; the versions. (The figures themselves are the engine's
 // tests'.) Prints one line per failed check; exits 1 on any.
 // Usage: HostInterfaceHost <test data directory>
+#include <cmath>
 #include <filesystem>
 #include <string>
 #ifdef __GLIBC__
@@ -543,6 +544,22 @@ void CrossValidation(const std::string& data)
               steps[1].tests == 1 && kept[0] != steps[1].test && !h.progress.empty() &&
               h.progress.back().first == h.progress.back().second,
           "selection: " + h.Reason());
+    // Each score's fields are what their names say: the figures without the test judge the same
+    // lines, the dropped test's are its step's, and the drop is the difference of the accuracies.
+    const auto share = [](int64_t r, int64_t w) {
+        return static_cast<double>(r) / static_cast<double>(r + w);
+    };
+    for (int32_t t = 0; t < 2 && selected == VELTRA_OK; ++t) {
+        const veltra_test_score& score = scores[t];
+        const bool dropped = steps[1].test == t;
+        Check(score.right_without + score.wrong_without == steps[0].right + steps[0].wrong &&
+                  std::abs(score.accuracy_drop - (share(steps[0].right, steps[0].wrong) -
+                                                  share(score.right_without, score.wrong_without))) < 1e-12 &&
+                  score.mutual_information >= 0 && score.mutual_information <= 1 &&
+                  (!dropped ||
+                   (score.right_without == steps[1].right && score.log_loss_without == steps[1].log_loss)),
+              "selection score of test " + std::to_string(t));
+    }
 }
 
 }  // namespace
