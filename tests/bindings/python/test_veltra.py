@@ -143,8 +143,12 @@ subprocess.run([command, "select", "--quiet", "--keep", "4", "--folds", "3", "--
 told = []
 with veltra.Engine.from_file("network.txt") as engine:
     figures = engine.cross_validate("train.txt", folds=5, seed=7, verdict=lambda *verdict: told.append(verdict))
-    per_fold = json.loads(Path("cv.json").read_text())["cross_validation"]["per_fold"]
+    cv = json.loads(Path("cv.json").read_text())["cross_validation"]
+    per_fold = cv["per_fold"]
     assert list(figures["right"]) == [fold["right"] for fold in per_fold], (figures, per_fold)
+    assert list(figures["accuracy"]) == [fold["accuracy"] for fold in per_fold], figures
+    assert (figures["mean"], figures["std"]) == (cv["mean_accuracy"], cv["accuracy_deviation"]), figures
+    assert figures["overall"] == sum(figures["right"]) / sum(figures["right"] + figures["wrong"]), figures
     assert list(figures["right"] + figures["wrong"]) == [fold["lines"] for fold in per_fold], per_fold
     assert len(told) == sum(fold["lines"] for fold in per_fold) and told[0][0] == 0, len(told)
     assert engine.states == ["d", "a", "p", "n", "i"], engine.states
