@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <utility>
 
 #if defined(__SSE2__)
@@ -99,7 +100,11 @@ bool FastInference::Begin(const CompiledNetwork& network, const char* results, i
     }
     m_network = &network;
     m_heldAgain = false;
-    m_results.assign(results, static_cast<size_t>(length));
+    // The field's own copy, in storage that only grows.
+    if (m_resultsStore.size() < static_cast<size_t>(length))
+        m_resultsStore.resize(static_cast<size_t>(length));
+    if (length > 0) std::memcpy(m_resultsStore.data(), results, static_cast<size_t>(length));
+    m_results = std::string_view(m_resultsStore.data(), static_cast<size_t>(length));
     m_length = length;
     m_hashed = false;  // hashed when a cache is asked: fresh levels never need it
     m_probed = false;
@@ -195,7 +200,8 @@ bool FastInference::ObserveHashing()
 void FastInference::ProbeProducts()
 {
     const int32_t states = m_network->StateCount();
-    m_cached.assign(static_cast<size_t>(states), 0);
+    m_cached.resize(static_cast<size_t>(states));
+    std::fill(m_cached.begin(), m_cached.end(), 0);
     m_cachedValues.resize(static_cast<size_t>(states));
     m_cachedCount = 0;
     // Entries stored otherwise (the keyed way's, another network's) are in the table; this

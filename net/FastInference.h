@@ -25,6 +25,7 @@
 #include <array>
 #include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "net/CompiledNetwork.h"
@@ -89,7 +90,8 @@ private:
     bool m_heldAgain = false;  // the field's last request was held, the cache unchanged since
     // The field.
     const CompiledNetwork* m_network = nullptr;
-    std::string m_results;
+    std::vector<char> m_resultsStore;
+    std::string_view m_results;  // the field's results, copied into m_resultsStore
     int32_t m_length = 0;
     mutable uint64_t m_resultsHash = 0;
     mutable bool m_hashed = false;
