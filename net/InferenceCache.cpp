@@ -193,7 +193,14 @@ void InferenceCache::AddHeld(const int32_t* states, const double* values, size_t
                 m_groupSlots[slot] = static_cast<int32_t>(g);
             }
         }
-        m_groups.push_back({resultsHash, m_groupTexts.size(), length, m_heldStates.size(), 0});
+        // Filled field by field where it lies: a group assembled elsewhere and copied in would
+        // be read back whole right after its fields were written, a stall on every field.
+        Group& group = m_groups.emplace_back();
+        group.hash = resultsHash;
+        group.textStart = m_groupTexts.size();
+        group.length = length;
+        group.firstEntry = m_heldStates.size();
+        group.count = 0;
         m_groupTexts.insert(m_groupTexts.end(), results, results + length);
         size_t slot = GroupSlot(resultsHash);
         while (m_groupSlots[slot] >= 0) slot = (slot + 1) & (m_groupSlots.size() - 1);
