@@ -69,6 +69,22 @@ char* PutStreamed(char* at, double level)
     return std::copy_n(text.data(), std::min(text.size(), kStreamedSize), at);
 }
 
+// Copies the `count` doubles at `from` over those at `to`; true when they had the same bits.
+// Eight bytes at a time and without a branch: the levels were just written, and a wider read of
+// them would wait for the writes to reach the cache.
+bool KeepBits(const double* from, double* to, size_t count)
+{
+    uint64_t differ = 0;
+    for (size_t i = 0; i < count; ++i) {
+        uint64_t x, y;
+        std::memcpy(&x, from + i, sizeof x);
+        std::memcpy(&y, to + i, sizeof y);
+        differ |= x ^ y;
+        std::memcpy(to + i, &x, sizeof x);
+    }
+    return differ == 0;
+}
+
 }  // namespace
 
 FieldClassifier::FieldClassifier()
@@ -126,12 +142,10 @@ void FieldClassifier::Rank(const char* results, size_t length, bool verbose, Fas
             m_levels[static_cast<size_t>(s)] = m_network.GetConfLevel((*stateKeys)[s], cleaned, verbose);
     }
     // The ranking is a function of the levels' bits: a field classified again keeps its ranking.
-    const size_t bytes = m_levels.size() * sizeof(double);
-    if (m_rankedLevels.size() == m_levels.size() &&
-        (bytes == 0 || std::memcmp(m_rankedLevels.data(), m_levels.data(), bytes) == 0))
-        return;
+    const bool sameCount = m_rankedLevels.size() == m_levels.size();
+    if (!sameCount) m_rankedLevels.resize(m_levels.size());
+    if (KeepBits(m_levels.data(), m_rankedLevels.data(), m_levels.size()) && sameCount) return;
     RankByFigure(m_levels.data(), states, m_ranking.data());
-    m_rankedLevels = m_levels;
 }
 
 Ptr<DubiousDataList> FieldClassifier::Analyze(String results, bool verbose)
