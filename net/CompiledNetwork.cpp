@@ -32,6 +32,7 @@ bool CompiledNetwork::BuildStates(const Hypothesis& hypothesis)
         m_priors.push_back(hypothesis.GetProbability(key));
     }
     m_stride = (static_cast<size_t>(m_states) + 1) & ~static_cast<size_t>(1);
+    m_priors.resize(m_stride, 1.0);
     return true;
 }
 

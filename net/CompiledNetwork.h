@@ -44,6 +44,8 @@ public:
     const std::vector<std::string>& StateKeys() const { return m_stateKeys; }
     const std::vector<uint64_t>& StateKeyHashes() const { return m_stateKeyHashes; }
     double Prior(int32_t state) const { return m_priors[static_cast<size_t>(state)]; }
+    // Every state's prior, in state order, padded with 1 to Stride().
+    const double* Priors() const { return m_priors.data(); }
     // The probabilities of result character c of test t for every state, in state order, or null.
     // Rows are Stride() wide: the state count rounded up to even, padded with 1.
     const double* Row(int32_t test, unsigned char c) const

@@ -13,15 +13,16 @@ namespace veltra {
 
 namespace {
 
-// Multiplies products[first, first + 2 * Pairs) by the same cells of every row, in row order,
-// holding them in registers: each product still takes its factors one after the other, in the
-// order Product takes them.
+// Multiplies start[first, first + 2 * Pairs) by the same cells of every row, in row order,
+// holding them in registers, into products: each product still takes its factors one after the
+// other, in the order Product takes them.
 template <size_t Pairs>
-void MultiplyRows(double* products, const double* const* rows, size_t rowCount, size_t first)
+void MultiplyRows(const double* start, double* products, const double* const* rows, size_t rowCount,
+                  size_t first)
 {
 #if defined(__SSE2__)
     __m128d product[Pairs];
-    for (size_t i = 0; i < Pairs; ++i) product[i] = _mm_loadu_pd(products + first + 2 * i);
+    for (size_t i = 0; i < Pairs; ++i) product[i] = _mm_loadu_pd(start + first + 2 * i);
     for (size_t r = 0; r < rowCount; ++r) {
         const double* cells = rows[r] + first;
 #  pragma GCC unroll 16
@@ -29,6 +30,7 @@ void MultiplyRows(double* products, const double* const* rows, size_t rowCount, 
     }
     for (size_t i = 0; i < Pairs; ++i) _mm_storeu_pd(products + first + 2 * i, product[i]);
 #else
+    for (size_t i = first; i < first + 2 * Pairs; ++i) products[i] = start[i];
     for (size_t r = 0; r < rowCount; ++r)
         for (size_t i = first; i < first + 2 * Pairs; ++i) products[i] *= rows[r][i];
 #endif
@@ -40,21 +42,23 @@ void MultiplyRows(double* products, const double* const* rows, size_t rowCount, 
 // 0 changes no bit of it), and both then add the same products past the pair.
 void OthersInStateOrder(const double* products, size_t count, double* others)
 {
+    // The sums of the states before each pair are kept in registers, not stored and read back.
     double before = 0.0;
-    for (size_t s = 0; s < count; ++s) {
-        others[s] = before;
-        before += products[s];
-    }
     size_t s = 0;
 #if defined(__SSE2__)
     for (; s + 1 < count; s += 2) {
-        __m128d sum = _mm_add_pd(_mm_loadu_pd(others + s), _mm_set_pd(0.0, products[s + 1]));
+        const double first = before, second = before + products[s];
+        before = second + products[s + 1];
+        __m128d sum = _mm_add_pd(_mm_set_pd(second, first), _mm_set_pd(0.0, products[s + 1]));
         for (size_t k = s + 2; k < count; ++k) sum = _mm_add_pd(sum, _mm_set1_pd(products[k]));
         _mm_storeu_pd(others + s, sum);
     }
 #endif
-    for (; s < count; ++s)
+    for (; s < count; ++s) {
+        others[s] = before;
+        before += products[s];
         for (size_t k = s + 1; k < count; ++k) others[s] += products[k];
+    }
 }
 
 // Each state's level from its product and its others (replaced by the level): 1 / (others / own
@@ -76,7 +80,7 @@ void LevelsOfProducts(const double* products, double* others, size_t count)
     for (; s < count; ++s) others[s] = products[s] != 0.0 ? 1.0 / (others[s] / products[s] + 1.0) : 0.0;
 }
 
-using RowKernel = void (*)(double*, const double* const*, size_t, size_t);
+using RowKernel = void (*)(const double*, double*, const double* const*, size_t, size_t);
 constexpr size_t kMostPairs = 12;
 
 template <size_t... Pairs>
@@ -221,15 +225,14 @@ void FastInference::ProbeProducts()
 void FastInference::ComputeProducts()
 {
     // The prior, then the probability of every observed test in test order: Product's order.
-    const size_t states = static_cast<size_t>(m_network->StateCount());
     const size_t stride = m_network->Stride();
     m_computedProducts.resize(stride);
     double* products = m_computedProducts.data();
-    for (size_t s = 0; s < states; ++s) products[s] = m_network->Prior(static_cast<int32_t>(s));
-    for (size_t s = states; s < stride; ++s) products[s] = 1.0;
+    // From the priors as the network holds them (padded with 1): copied here first, they would be
+    // read back in pairs right after being written one by one.
     for (size_t pair = 0, pairs = stride / 2; pair < pairs;) {
         const size_t block = std::min(kMostPairs, pairs - pair);
-        kRowKernels[block - 1](products, m_rows.data(), m_rowCount, 2 * pair);
+        kRowKernels[block - 1](m_network->Priors(), products, m_rows.data(), m_rowCount, 2 * pair);
         pair += block;
     }
     m_computed = true;
