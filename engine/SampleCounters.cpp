@@ -21,7 +21,7 @@ void SampleCounters::Build(const NaiveBayesNet& network, HashTable<Long>& countT
     m_cellEntries.clear();
     m_observedEntries.clear();
     m_valueOf.clear();
-    m_cellOf.assign(static_cast<size_t>(m_tests) * 256, -1);
+    m_cellOf.assign(static_cast<size_t>(m_tests) * kCellOfStride, -1);
     std::vector<String> stateKeys;
     for (int32_t s = 0; s < m_states; ++s) {
         const String& name = hypothesis.GetState(s);
@@ -33,7 +33,7 @@ void SampleCounters::Build(const NaiveBayesNet& network, HashTable<Long>& countT
     }
     for (int32_t t = 0; t < m_tests; ++t) {
         const BayesTest& test = network.GetTest(t);
-        int32_t* cellOf = &m_cellOf[static_cast<size_t>(t) * 256];
+        int32_t* cellOf = &m_cellOf[static_cast<size_t>(t) * kCellOfStride];
         for (int32_t v = 0; v < test.GetValueCount(); ++v) {
             const String& value = test.GetValue(v);
             if (value.Length() != 1 || value[0] == '-' || cellOf[static_cast<unsigned char>(value[0])] >= 0)
@@ -51,7 +51,7 @@ void SampleCounters::Build(const NaiveBayesNet& network, HashTable<Long>& countT
         }
     }
     const int32_t idle = static_cast<int32_t>(m_cellEntries.size());
-    for (int32_t t = 0; t < m_tests; ++t) m_cellOf[static_cast<size_t>(t) * 256 + '-'] = idle;
+    for (int32_t t = 0; t < m_tests; ++t) m_cellOf[static_cast<size_t>(t) * kCellOfStride + '-'] = idle;
     m_counts.assign(m_cellEntries.size() + static_cast<size_t>(m_states), 0);
     m_stateCounts.assign(static_cast<size_t>(m_states), 0);
     m_counting = true;
@@ -65,12 +65,12 @@ bool SampleCounters::Add(char state, const char* results, int32_t length)
     if (s < 0) return false;
     int32_t* counts = m_counts.data() + s;
     const int32_t* cellOf = m_cellOf.data();
-    for (int32_t t = 0; t < m_tests; ++t, cellOf += 256) {
+    for (int32_t t = 0; t < m_tests; ++t, cellOf += kCellOfStride) {
         const int32_t cell = cellOf[static_cast<unsigned char>(results[t])];
         if (cell < 0) {
             // A value the test does not have: take back what this sample counted.
             cellOf = m_cellOf.data();
-            for (int32_t u = 0; u < t; ++u, cellOf += 256)
+            for (int32_t u = 0; u < t; ++u, cellOf += kCellOfStride)
                 --counts[cellOf[static_cast<unsigned char>(results[u])]];
             return false;
         }

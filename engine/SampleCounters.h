@@ -42,8 +42,11 @@ private:
     int32_t m_tests = 0;
     int32_t m_states = 0;
     std::vector<int32_t> m_stateOf;  // character: state number or -1
-    std::vector<int32_t> m_cellOf;   // test * 256 + character: the value's first cell, -1 for none;
-                                     // "-" is the idle cells, counted but never folded
+    // test * kCellOfStride + character: the value's first cell, -1 for none; "-" is the idle
+    // cells, counted but never folded. The tests' tables lie an odd number of cache lines apart:
+    // 1 KiB apart, the same character of every test would fall in the same few sets of the cache.
+    static constexpr size_t kCellOfStride = 256 + 16;
+    std::vector<int32_t> m_cellOf;
     std::vector<int32_t> m_valueOf;  // a value's first cell / states: the test it belongs to
     std::vector<int32_t> m_counts;   // cells: value * states + state, then the idle cells
     std::vector<int32_t> m_stateCounts;
