@@ -115,16 +115,16 @@ bool FastInference::Begin(const CompiledNetwork& network, const char* results, i
     m_computed = false;
     if (fresh) {
         m_knownField = -1;
-        return Observe();
+        return Observe<false>();
     }
     // A field that may be known is looked up first, and its rows then read only when it is not;
     // any other field reads its rows as its results are hashed.
     if (MayBeKnown()) {
         m_knownField = FindKnownField();
-        return m_knownField >= 0 || Observe();
+        return m_knownField >= 0 || Observe<false>();
     }
     m_knownField = -1;
-    return ObserveHashing();
+    return Observe<true>();
 }
 
 size_t FastInference::KnownPrefixBit() const
@@ -158,26 +158,13 @@ InferenceCache::Key FastInference::KeyOf(int32_t state) const
     return {stateKey.data(), stateKey.size(), m_results.data(), m_results.size(), hash};
 }
 
+template <bool Hashing>
 bool FastInference::Observe()
 {
     if (m_rows.size() < static_cast<size_t>(m_length)) m_rows.resize(static_cast<size_t>(m_length));
     // A test without a result has a row of ones: multiplying by 1 leaves every product's bits as
-    // leaving the test out does, without a branch a test.
-    m_rowCount = static_cast<size_t>(m_length);
-    bool all = true;
-    for (int32_t t = 0; t < m_length; ++t) {
-        const double* row = m_network->Row(t, static_cast<unsigned char>(m_results[static_cast<size_t>(t)]));
-        all = all && row;
-        m_rows[static_cast<size_t>(t)] = row;
-    }
-    return all;
-}
-
-bool FastInference::ObserveHashing()
-{
-    // Observe, with the results hashed in the same pass: the hash's multiplications overlap the
-    // rows' lookups.
-    if (m_rows.size() < static_cast<size_t>(m_length)) m_rows.resize(static_cast<size_t>(m_length));
+    // leaving the test out does, without a branch a test. Hashing, the results are hashed in the
+    // same pass: the hash's multiplications overlap the rows' lookups.
     m_rowCount = static_cast<size_t>(m_length);
     const unsigned char* bytes = reinterpret_cast<const unsigned char*>(m_results.data());
     const double** rows = m_rows.data();
@@ -185,19 +172,21 @@ bool FastInference::ObserveHashing()
     uint64_t hash = 0;
     int32_t t = 0;
     for (; t + 4 <= m_length; t += 4) {
-        hash = InferenceCache::HashFour(hash, bytes + t);
+        if constexpr (Hashing) hash = InferenceCache::HashFour(hash, bytes + t);
         for (int32_t k = t; k < t + 4; ++k) {
             rows[k] = m_network->Row(k, bytes[k]);
             all &= rows[k] != nullptr;
         }
     }
     for (; t < m_length; ++t) {
-        hash = InferenceCache::HashOne(hash, bytes[t]);
+        if constexpr (Hashing) hash = InferenceCache::HashOne(hash, bytes[t]);
         rows[t] = m_network->Row(t, bytes[t]);
         all &= rows[t] != nullptr;
     }
-    m_resultsHash = hash;
-    m_hashed = true;
+    if constexpr (Hashing) {
+        m_resultsHash = hash;
+        m_hashed = true;
+    }
     return all;
 }
 

@@ -60,8 +60,9 @@ public:
 private:
     uint64_t ResultsHash() const;
     InferenceCache::Key KeyOf(int32_t state) const;
+    // The field's rows (false when a result character has none); with the results hashed too.
+    template <bool Hashing>
     bool Observe();
-    bool ObserveHashing();
     void ProbeProducts();
     void ComputeProducts();
     double Request(int32_t state);
